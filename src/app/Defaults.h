@@ -53,6 +53,9 @@ public:
     // The per-user temporary directory (/tmp/Morvel-<uid>, mode 0700), made on
     // first use; a fresh private directory if that path is not safe to use.
     static QString temporaryDirectory();
+    // The directory at the path if it is a real directory of ours (its mode
+    // narrowed to 0700), made if missing; else a fresh private one beside it.
+    static QString privateDirectoryAt(const QString &preferredPath);
 
     // For tests: overrides where application resources are looked up.
     static void setResourcesPathForTesting(const QString &path);
