@@ -1,0 +1,151 @@
+#include "text/MVTextBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <QRandomGenerator>
+
+namespace {
+
+// The reference: a plain string with line starts found by a linear scan.
+std::vector<qsizetype> referenceLineStarts(const QString &text)
+{
+    std::vector<qsizetype> starts{0};
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text.at(i).unicode();
+        if (c == u'\n' || c == 0x2028 || c == 0x2029 || (c == u'\r' && (i + 1 == text.size() || text.at(i + 1) != u'\n')))
+            starts.push_back(i + 1);
+    }
+    return starts;
+}
+
+void expectSameAsReference(const MVTextBuffer &buffer, const QString &reference)
+{
+    ASSERT_EQ(buffer.length(), reference.size());
+    ASSERT_EQ(buffer.string(), reference);
+    const std::vector<qsizetype> starts = referenceLineStarts(reference);
+    ASSERT_EQ(buffer.lineCount(), qsizetype(starts.size()));
+    for (qsizetype line = 0; line < qsizetype(starts.size()); ++line)
+        ASSERT_EQ(buffer.lineStart(line), starts[line]) << "line " << line;
+    qsizetype line = 0;
+    for (qsizetype position = 0; position <= reference.size(); ++position) {
+        while (line + 1 < qsizetype(starts.size()) && starts[line + 1] <= position)
+            ++line;
+        ASSERT_EQ(buffer.lineForPosition(position), line) << "position " << position;
+    }
+}
+
+// Texts made of few distinct units so that CR LF pairs and every kind of
+// line end turn up often, also across block boundaries.
+QString randomText(QRandomGenerator &random, qsizetype length)
+{
+    static const char16_t alphabet[] = {u'a', u'b', u'\r', u'\n', u'\r', u'\n', 0x2028, 0x2029, 0xFFFC, u' ', 0xD83D, 0xDE00};
+    QString text(length, Qt::Uninitialized);
+    for (qsizetype i = 0; i < length; ++i)
+        text[i] = QChar(alphabet[random.bounded(int(std::size(alphabet)))]);
+    return text;
+}
+
+} // namespace
+
+TEST(MVTextBuffer, KeepsEveryLineBreakAsItsOwnCharacters)
+{
+    const QString text = QStringLiteral("a\r\nb\rc\nd") + QChar(0x2028) + u'e' + QChar(0x2029) + QChar(0xFDD0)
+                         + QChar(0xFDD1) + QChar(0xFFFC) + QStringLiteral("\r");
+    MVTextBuffer buffer(text);
+    EXPECT_EQ(buffer.string(), text);
+    // CR LF is one terminator but two units.
+    EXPECT_EQ(buffer.lineCount(), 7);
+    EXPECT_EQ(buffer.lineStart(1), 3);
+    EXPECT_EQ(buffer.lineContentsEnd(0), 1);
+    EXPECT_EQ(buffer.lineEnd(0), 3);
+    EXPECT_EQ(buffer.lineStart(6), text.size());
+    EXPECT_EQ(buffer.lineForPosition(text.size()), 6);
+    EXPECT_EQ(buffer.lineForPosition(2), 0); // between CR and LF
+}
+
+TEST(MVTextBuffer, LineRangeForRangeTakesWholeLines)
+{
+    MVTextBuffer buffer(u"one\r\ntwo\nthree");
+    EXPECT_EQ(buffer.lineRangeForRange({1, 0}), (MVRange{0, 5}));
+    EXPECT_EQ(buffer.lineRangeForRange({5, 0}), (MVRange{5, 4}));
+    // A range ending at a line start does not take that line.
+    EXPECT_EQ(buffer.lineRangeForRange({1, 4}), (MVRange{0, 5}));
+    EXPECT_EQ(buffer.lineRangeForRange({2, 5}), (MVRange{0, 9}));
+    EXPECT_EQ(buffer.lineRangeForRange({14, 0}), (MVRange{9, 5}));
+    EXPECT_EQ(MVTextBuffer().lineRangeForRange({0, 0}), (MVRange{0, 0}));
+}
+
+TEST(MVTextBuffer, JoiningAndSplittingCrLfByEdits)
+{
+    MVTextBuffer buffer(u"a\rb");
+    EXPECT_EQ(buffer.lineCount(), 2);
+    buffer.replace({2, 1}, u"\n"); // CR LF now
+    EXPECT_EQ(buffer.lineCount(), 2);
+    buffer.replace({2, 0}, u"x"); // CR x LF
+    EXPECT_EQ(buffer.lineCount(), 3);
+    buffer.replace({2, 1}, u""); // joined again
+    EXPECT_EQ(buffer.lineCount(), 2);
+    EXPECT_EQ(buffer.string(), QStringLiteral("a\r\n"));
+}
+
+TEST(MVTextBuffer, LargeTextsAcrossManyBlocks)
+{
+    QString text;
+    for (int i = 0; i < 20000; ++i)
+        text += QStringLiteral("line %1 with some text\r\n").arg(i);
+    MVTextBuffer buffer;
+    // Appending in odd pieces must give the same as one piece, also when a
+    // piece ends between CR and LF.
+    for (qsizetype position = 0; position < text.size(); position += 777)
+        buffer.append(QStringView(text).mid(position, 777));
+    EXPECT_GT(buffer.blockCount(), 10);
+    EXPECT_EQ(buffer.lineCount(), 20001);
+    EXPECT_EQ(buffer.lineStart(12345), text.indexOf(QStringLiteral("line 12345 ")));
+    EXPECT_EQ(buffer.lineForPosition(text.indexOf(QStringLiteral("line 19999 ")) + 3), 19999);
+    expectSameAsReference(buffer, text);
+
+    // Delete most of it in one edit, then insert a big block in the middle.
+    buffer.replace({100, text.size() - 200}, u"");
+    text.remove(100, text.size() - 200);
+    expectSameAsReference(buffer, text);
+    const QString block = QString(QStringLiteral("x\r\n")).repeated(30000);
+    buffer.replace({150, 0}, block);
+    text.insert(150, block);
+    expectSameAsReference(buffer, text);
+    buffer.setText(u"");
+    EXPECT_EQ(buffer.lineCount(), 1);
+    EXPECT_EQ(buffer.length(), 0);
+}
+
+TEST(MVTextBuffer, RandomEditsMatchAPlainString)
+{
+    QRandomGenerator random(20261122);
+    for (int round = 0; round < 6; ++round) {
+        QString reference = randomText(random, random.bounded(40000));
+        MVTextBuffer buffer(reference);
+        for (int step = 0; step < 1500; ++step) {
+            const qsizetype location = random.bounded(int(reference.size() + 1));
+            qsizetype length = 0;
+            const int kind = random.bounded(10);
+            if (kind < 3)
+                length = random.bounded(int(qMin<qsizetype>(4, reference.size() - location) + 1));
+            else if (kind < 4)
+                length = random.bounded(int(reference.size() - location + 1));
+            const qsizetype insertLength = kind < 8 ? random.bounded(4) : random.bounded(30000);
+            const QString text = randomText(random, insertLength);
+            buffer.replace({location, length}, text);
+            reference.replace(location, length, text);
+            ASSERT_EQ(buffer.length(), reference.size());
+            if (step % 100 == 0) {
+                expectSameAsReference(buffer, reference);
+                // Spot checks of pieces and single units.
+                if (!reference.isEmpty()) {
+                    const qsizetype at = random.bounded(int(reference.size()));
+                    ASSERT_EQ(buffer.characterAt(at), reference.at(at));
+                    ASSERT_EQ(buffer.substring({at, 5000}), reference.mid(at, 5000));
+                }
+            }
+        }
+        expectSameAsReference(buffer, reference);
+    }
+}
