@@ -1,0 +1,281 @@
+#include "text/MVAttributeRuns.h"
+
+MVAttributeRuns::MVAttributeRuns()
+{
+    clear();
+}
+
+void MVAttributeRuns::clear(qsizetype length, quint32 id)
+{
+    _blocks.clear();
+    _blocks.emplace_back();
+    if (length > 0) {
+        _blocks[0].runs.push_back(Run{length, id});
+        _blocks[0].length = length;
+    }
+    _length = length;
+    _dirty = true;
+}
+
+qsizetype MVAttributeRuns::runCount() const
+{
+    qsizetype count = 0;
+    for (const Block &block : _blocks)
+        count += qsizetype(block.runs.size());
+    return count;
+}
+
+void MVAttributeRuns::_rebuild() const
+{
+    _tree.rebuild(qsizetype(_blocks.size()), [this](qsizetype i) { return _blocks[i].length; });
+    _dirty = false;
+}
+
+void MVAttributeRuns::_addLength(qsizetype block, qsizetype delta)
+{
+    _blocks[block].length += delta;
+    _length += delta;
+    if (!_dirty)
+        _tree.add(block, delta);
+}
+
+MVAttributeRuns::Place MVAttributeRuns::_locate(qsizetype position) const
+{
+    if (_dirty)
+        _rebuild();
+    qint64 before = 0;
+    qsizetype block = _tree.upperBound(position, &before);
+    if (block >= qsizetype(_blocks.size())) {
+        // At the end: behind the last run.
+        block = qsizetype(_blocks.size()) - 1;
+        before = _length - _blocks[block].length;
+        return Place{block, qsizetype(_blocks[block].runs.size()), _length};
+    }
+    const std::vector<Run> &runs = _blocks[block].runs;
+    qsizetype start = before;
+    for (qsizetype i = 0; i < qsizetype(runs.size()); ++i) {
+        if (position < start + runs[i].length)
+            return Place{block, i, start};
+        start += runs[i].length;
+    }
+    return Place{block, qsizetype(runs.size()), start};
+}
+
+quint32 MVAttributeRuns::idAt(qsizetype position, MVRange *run) const
+{
+    if (position < 0 || position >= _length) {
+        if (run)
+            *run = MVRange{0, 0};
+        return 0;
+    }
+    const Place place = _locate(position);
+    const Run &found = _blocks[place.block].runs[place.run];
+    if (run)
+        *run = MVRange{place.runStart, found.length};
+    return found.id;
+}
+
+void MVAttributeRuns::_splitBlockIfFull(qsizetype block)
+{
+    if (qsizetype(_blocks[block].runs.size()) <= MaxRunsPerBlock)
+        return;
+    Block &full = _blocks[block];
+    const qsizetype half = qsizetype(full.runs.size()) / 2;
+    Block second;
+    second.runs.assign(full.runs.begin() + half, full.runs.end());
+    full.runs.resize(half);
+    for (const Run &run : second.runs)
+        second.length += run.length;
+    full.length -= second.length;
+    _blocks.insert(_blocks.begin() + block + 1, std::move(second));
+    _dirty = true;
+}
+
+MVAttributeRuns::Place MVAttributeRuns::_split(qsizetype position)
+{
+    Place place = _locate(position);
+    if (place.runStart == position)
+        return place;
+    std::vector<Run> &runs = _blocks[place.block].runs;
+    Run &run = runs[place.run];
+    const qsizetype head = position - place.runStart;
+    const Run tail{run.length - head, run.id};
+    run.length = head;
+    runs.insert(runs.begin() + place.run + 1, tail);
+    if (qsizetype(runs.size()) > MaxRunsPerBlock) {
+        _splitBlockIfFull(place.block);
+        return _locate(position);
+    }
+    return Place{place.block, place.run + 1, position};
+}
+
+void MVAttributeRuns::_mergeAround(qsizetype block, qsizetype run)
+{
+    if (block < 0 || block >= qsizetype(_blocks.size()))
+        return;
+    std::vector<Run> &runs = _blocks[block].runs;
+    qsizetype first = qMax<qsizetype>(0, run - 1);
+    while (first + 1 < qsizetype(runs.size()) && first <= run + 1) {
+        if (runs[first].id == runs[first + 1].id) {
+            runs[first].length += runs[first + 1].length;
+            runs.erase(runs.begin() + first + 1);
+        } else {
+            ++first;
+        }
+    }
+}
+
+void MVAttributeRuns::_removeEmptyBlocks()
+{
+    if (_blocks.size() <= 1)
+        return;
+    for (qsizetype i = qsizetype(_blocks.size()) - 1; i >= 0 && _blocks.size() > 1; --i) {
+        if (_blocks[i].runs.empty()) {
+            _blocks.erase(_blocks.begin() + i);
+            _dirty = true;
+        }
+    }
+}
+
+void MVAttributeRuns::insert(qsizetype position, qsizetype length, quint32 id)
+{
+    if (length <= 0)
+        return;
+    position = qBound<qsizetype>(0, position, _length);
+    if (_length == 0) {
+        clear(length, id);
+        return;
+    }
+    Place place = _locate(position);
+    std::vector<Run> &runs = _blocks[place.block].runs;
+    // Grow a run of the same id that the position touches.
+    if (place.run < qsizetype(runs.size()) && runs[place.run].id == id) {
+        runs[place.run].length += length;
+        _addLength(place.block, length);
+        return;
+    }
+    if (place.runStart == position && place.run > 0 && runs[place.run - 1].id == id) {
+        runs[place.run - 1].length += length;
+        _addLength(place.block, length);
+        return;
+    }
+    if (place.runStart != position)
+        place = _split(position);
+    std::vector<Run> &target = _blocks[place.block].runs;
+    target.insert(target.begin() + place.run, Run{length, id});
+    _addLength(place.block, length);
+    _splitBlockIfFull(place.block);
+}
+
+void MVAttributeRuns::remove(qsizetype position, qsizetype length)
+{
+    position = qBound<qsizetype>(0, position, _length);
+    length = qBound<qsizetype>(0, length, _length - position);
+    if (length == 0)
+        return;
+    const qsizetype end = position + length;
+    if (end < _length)
+        _split(end);
+    Place place = position > 0 ? _split(position) : _locate(0);
+    qsizetype remaining = length;
+    qsizetype block = place.block;
+    qsizetype run = place.run;
+    while (remaining > 0) {
+        std::vector<Run> &runs = _blocks[block].runs;
+        if (run >= qsizetype(runs.size())) {
+            ++block;
+            run = 0;
+            continue;
+        }
+        remaining -= runs[run].length;
+        _addLength(block, -runs[run].length);
+        runs.erase(runs.begin() + run);
+    }
+    // Join the runs on both sides of the cut if they now meet with equal ids.
+    _mergeAround(place.block, place.run);
+    _removeEmptyBlocks();
+}
+
+void MVAttributeRuns::apply(MVRange range, const std::function<quint32(quint32)> &map)
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
+    const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
+    if (to == from)
+        return;
+    if (to < _length)
+        _split(to);
+    const Place place = from > 0 ? _split(from) : _locate(0);
+    qsizetype position = from;
+    qsizetype block = place.block;
+    qsizetype run = place.run;
+    qsizetype lastBlock = block;
+    while (position < to) {
+        std::vector<Run> &runs = _blocks[block].runs;
+        if (run >= qsizetype(runs.size())) {
+            ++block;
+            run = 0;
+            continue;
+        }
+        runs[run].id = map(runs[run].id);
+        position += runs[run].length;
+        lastBlock = block;
+        ++run;
+    }
+    // Merge equal neighbours in the blocks touched, including the edges.
+    for (qsizetype b = place.block; b <= lastBlock; ++b) {
+        std::vector<Run> &runs = _blocks[b].runs;
+        qsizetype out = 0;
+        for (qsizetype i = 1; i < qsizetype(runs.size()); ++i) {
+            if (runs[i].id == runs[out].id)
+                runs[out].length += runs[i].length;
+            else
+                runs[++out] = runs[i];
+        }
+        if (!runs.empty())
+            runs.resize(out + 1);
+    }
+}
+
+void MVAttributeRuns::set(MVRange range, quint32 id)
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
+    const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
+    if (to == from)
+        return;
+    if (to - from > 64) {
+        // Long ranges: drop the runs and put one in their place.
+        remove(from, to - from);
+        insert(from, to - from, id);
+        if (from < _length) {
+            // insert() may have grown a neighbour; nothing else to do.
+        }
+        return;
+    }
+    apply(MVRange{from, to - from}, [id](quint32) { return id; });
+}
+
+void MVAttributeRuns::forEachRun(MVRange range, const std::function<bool(MVRange, quint32)> &fn) const
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
+    const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
+    if (to == from)
+        return;
+    Place place = _locate(from);
+    qsizetype start = place.runStart;
+    qsizetype block = place.block;
+    qsizetype run = place.run;
+    while (start < to && block < qsizetype(_blocks.size())) {
+        const std::vector<Run> &runs = _blocks[block].runs;
+        if (run >= qsizetype(runs.size())) {
+            ++block;
+            run = 0;
+            continue;
+        }
+        const qsizetype runFrom = qMax(start, from);
+        const qsizetype runTo = qMin(start + runs[run].length, to);
+        if (!fn(MVRange{runFrom, runTo - runFrom}, runs[run].id))
+            return;
+        start += runs[run].length;
+        ++run;
+    }
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "platform/MVRange.h"
+#include "text/MVFenwickTree.h"
+
+#include <QtGlobal>
+
+#include <functional>
+#include <vector>
+
+// Runs of attribute-set ids over a text: each run is a length and an id. The
+// runs are kept in blocks of at most a few hundred, with a prefix-sum tree
+// over the blocks' lengths, so finding the run of a position costs O(log n)
+// and changing a range costs the runs it covers, at any number of runs.
+// Neighbouring runs with the same id are merged where an edit touches them.
+class MVAttributeRuns
+{
+public:
+    MVAttributeRuns();
+
+    qsizetype length() const { return _length; }
+    qsizetype runCount() const;
+
+    // The id at position and the run around it (not necessarily the longest:
+    // equal runs in different blocks are not joined). position < length().
+    quint32 idAt(qsizetype position, MVRange *run = nullptr) const;
+
+    // Text edits: length units at position get id; a range goes away.
+    void insert(qsizetype position, qsizetype length, quint32 id);
+    void remove(qsizetype position, qsizetype length);
+
+    // Gives every run in range the id that map(old id) returns.
+    void apply(MVRange range, const std::function<quint32(quint32)> &map);
+    void set(MVRange range, quint32 id);
+
+    // Calls fn(range, id) for the runs across range, clipped to it, in order.
+    // Stops when fn returns false.
+    void forEachRun(MVRange range, const std::function<bool(MVRange, quint32)> &fn) const;
+
+    void clear(qsizetype length = 0, quint32 id = 0);
+
+private:
+    struct Run
+    {
+        qsizetype length;
+        quint32 id;
+    };
+    struct Block
+    {
+        std::vector<Run> runs;
+        qsizetype length = 0;
+    };
+    struct Place
+    {
+        qsizetype block;
+        qsizetype run;
+        qsizetype runStart;
+    };
+
+    static constexpr qsizetype MaxRunsPerBlock = 256;
+
+    Place _locate(qsizetype position) const;
+    // Makes a run start at position (0 < position < length) and gives its place.
+    Place _split(qsizetype position);
+    void _splitBlockIfFull(qsizetype block);
+    void _mergeAround(qsizetype block, qsizetype run);
+    void _removeEmptyBlocks();
+    void _rebuild() const;
+    void _addLength(qsizetype block, qsizetype delta);
+
+    std::vector<Block> _blocks;
+    qsizetype _length = 0;
+    mutable MVFenwickTree _tree;
+    mutable bool _dirty = true;
+};

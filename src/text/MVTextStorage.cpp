@@ -1,0 +1,382 @@
+#include "text/MVTextStorage.h"
+
+#include "platform/MVNotificationCenter.h"
+
+namespace {
+constexpr char16_t ObjectReplacementCharacter = 0xFFFC;
+}
+
+MVTextStorage::MVTextStorage()
+{
+    _sets.push_back(MVTextAttributes());
+    _setIds.insert(MVTextAttributes(), 0);
+}
+
+MVTextStorage::MVTextStorage(const QString &text)
+    : MVTextStorage()
+{
+    _buffer.setText(text);
+    _runs.clear(text.size(), 0);
+}
+
+MVTextStorage::~MVTextStorage() = default;
+
+quint32 MVTextStorage::_intern(const MVTextAttributes &attributes)
+{
+    const auto it = _setIds.constFind(attributes);
+    if (it != _setIds.constEnd())
+        return it.value();
+    const quint32 id = quint32(_sets.size());
+    _sets.push_back(attributes);
+    _setIds.insert(attributes, id);
+    return id;
+}
+
+// ---- characters -----------------------------------------------------------
+
+void MVTextStorage::replaceCharacters(MVRange range, const QString &string)
+{
+    _replace(range, string, nullptr);
+}
+
+void MVTextStorage::replaceCharacters(MVRange range, const QString &string, const MVTextAttributes &attributes)
+{
+    const quint32 id = _intern(attributes);
+    _replace(range, string, &id);
+}
+
+void MVTextStorage::replaceCharactersWithAttachment(MVRange range, std::shared_ptr<MVTextAttachment> attachment,
+                                                    const MVTextAttributes &attributes)
+{
+    const quint32 id = _intern(attributes);
+    beginEditing();
+    _replace(range, QString(QChar(ObjectReplacementCharacter)), &id);
+    if (attachment)
+        _attachments[qBound<qsizetype>(0, range.location, length() - 1)] = std::move(attachment);
+    endEditing();
+}
+
+void MVTextStorage::setString(const QString &string, const MVTextAttributes &attributes)
+{
+    const MVRange old{0, length()};
+    _buffer.setText(string);
+    _runs.clear(string.size(), _intern(attributes));
+    _attachments.clear();
+    _edited(EditedCharacters | EditedAttributes, old, string.size() - old.length);
+}
+
+void MVTextStorage::_replace(MVRange range, const QString &string, const quint32 *id)
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, length());
+    const qsizetype to = qBound<qsizetype>(from, range.end(), length());
+    const MVRange old{from, to - from};
+    if (old.length == 0 && string.isEmpty())
+        return;
+    quint32 newId = 0;
+    if (id) {
+        newId = *id;
+    } else if (old.length > 0) {
+        newId = _runs.idAt(from);
+    } else if (from > 0) {
+        newId = _runs.idAt(from - 1);
+    } else if (length() > 0) {
+        newId = _runs.idAt(0);
+    }
+    _buffer.replace(old, string);
+    _runs.remove(old.location, old.length);
+    _runs.insert(old.location, string.size(), newId);
+    _shiftAttachments(old, string.size());
+    _edited(EditedCharacters | (id ? EditedAttributes : 0), old, string.size() - old.length);
+}
+
+void MVTextStorage::_shiftAttachments(MVRange oldRange, qsizetype newLength)
+{
+    if (_attachments.empty())
+        return;
+    auto it = _attachments.lower_bound(oldRange.location);
+    while (it != _attachments.end() && it->first < oldRange.end())
+        it = _attachments.erase(it);
+    const qsizetype delta = newLength - oldRange.length;
+    if (delta == 0 || it == _attachments.end())
+        return;
+    std::vector<std::pair<qsizetype, std::shared_ptr<MVTextAttachment>>> moved;
+    for (auto move = it; move != _attachments.end(); ++move)
+        moved.emplace_back(move->first + delta, std::move(move->second));
+    _attachments.erase(it, _attachments.end());
+    for (auto &entry : moved)
+        _attachments.emplace_hint(_attachments.end(), entry.first, std::move(entry.second));
+}
+
+// ---- attributes -----------------------------------------------------------
+
+MVTextAttributes MVTextStorage::attributesAtIndex(qsizetype index, MVRange *effectiveRange) const
+{
+    if (index < 0 || index >= length()) {
+        if (effectiveRange)
+            *effectiveRange = MVRange{0, 0};
+        return MVTextAttributes();
+    }
+    return _set(_runs.idAt(index, effectiveRange));
+}
+
+void MVTextStorage::setAttributes(const MVTextAttributes &attributes, MVRange range)
+{
+    const MVRange clipped = MVIntersectionRange(range, MVRange{0, length()});
+    if (clipped.length == 0)
+        return;
+    _runs.set(clipped, _intern(attributes));
+    _edited(EditedAttributes, clipped, 0);
+}
+
+void MVTextStorage::addAttributes(const MVTextAttributes &attributes, MVRange range)
+{
+    const MVRange clipped = MVIntersectionRange(range, MVRange{0, length()});
+    if (clipped.length == 0 || attributes.isEmpty())
+        return;
+    // Runs share few distinct sets: remember the last mapping.
+    quint32 lastFrom = 0xFFFFFFFF;
+    quint32 lastTo = 0;
+    _runs.apply(clipped, [&](quint32 id) {
+        if (id != lastFrom) {
+            MVTextAttributes merged = _sets[id];
+            merged.add(attributes);
+            lastFrom = id;
+            lastTo = _intern(merged);
+        }
+        return lastTo;
+    });
+    _edited(EditedAttributes, clipped, 0);
+}
+
+void MVTextStorage::removeAttribute(MVAttribute key, MVRange range)
+{
+    const MVRange clipped = MVIntersectionRange(range, MVRange{0, length()});
+    if (clipped.length == 0)
+        return;
+    if (key == MVAttribute::Attachment) {
+        auto it = _attachments.lower_bound(clipped.location);
+        while (it != _attachments.end() && it->first < clipped.end())
+            it = _attachments.erase(it);
+    } else {
+        quint32 lastFrom = 0xFFFFFFFF;
+        quint32 lastTo = 0;
+        _runs.apply(clipped, [&](quint32 id) {
+            if (id != lastFrom) {
+                MVTextAttributes reduced = _sets[id];
+                reduced.remove(key);
+                lastFrom = id;
+                lastTo = _intern(reduced);
+            }
+            return lastTo;
+        });
+    }
+    _edited(EditedAttributes, clipped, 0);
+}
+
+MVAttributeValue MVTextStorage::attribute(MVAttribute key, qsizetype index, MVRange *effectiveRange) const
+{
+    if (index < 0 || index >= length()) {
+        if (effectiveRange)
+            *effectiveRange = MVRange{0, 0};
+        return {};
+    }
+    if (key == MVAttribute::Attachment)
+        return attribute(key, index, effectiveRange, MVRange{0, length()});
+    return _set(_runs.idAt(index, effectiveRange)).value(key);
+}
+
+MVAttributeValue MVTextStorage::attribute(MVAttribute key, qsizetype index, MVRange *longest, MVRange limit) const
+{
+    if (index < 0 || index >= length()) {
+        if (longest)
+            *longest = MVRange{0, 0};
+        return {};
+    }
+    const qsizetype limitStart = qMax<qsizetype>(0, limit.location);
+    const qsizetype limitEnd = qMin(length(), limit.end());
+    if (key == MVAttribute::Attachment) {
+        const auto it = _attachments.find(index);
+        if (it != _attachments.end()) {
+            if (longest)
+                *longest = MVIntersectionRange(MVRange{index, 1}, MVRange{limitStart, limitEnd - limitStart});
+            return MVAttributeValue{true, quint64(quintptr(it->second.get()))};
+        }
+        if (longest) {
+            // The stretch without attachments around index.
+            auto after = _attachments.upper_bound(index);
+            qsizetype end = after == _attachments.end() ? length() : after->first;
+            qsizetype start = 0;
+            if (after != _attachments.begin()) {
+                auto before = std::prev(after);
+                start = before->first + 1;
+            }
+            start = qMax(start, limitStart);
+            end = qMin(end, limitEnd);
+            *longest = MVRange{start, qMax<qsizetype>(0, end - start)};
+        }
+        return {};
+    }
+
+    MVRange run;
+    const MVAttributeValue value = _set(_runs.idAt(index, &run)).value(key);
+    if (!longest)
+        return value;
+    qsizetype start = run.location;
+    while (start > limitStart) {
+        MVRange previous;
+        if (_set(_runs.idAt(start - 1, &previous)).value(key) != value)
+            break;
+        start = previous.location;
+    }
+    qsizetype end = run.end();
+    if (end < limitEnd) {
+        _runs.forEachRun(MVRange{end, limitEnd - end}, [&](MVRange next, quint32 id) {
+            if (_set(id).value(key) != value)
+                return false;
+            end = next.end();
+            return true;
+        });
+    }
+    start = qMax(start, limitStart);
+    end = qMin(end, limitEnd);
+    *longest = MVRange{start, qMax<qsizetype>(0, end - start)};
+    return value;
+}
+
+void MVTextStorage::forEachRun(MVRange range, const std::function<bool(MVRange, const MVTextAttributes &)> &fn) const
+{
+    _runs.forEachRun(range, [&](MVRange run, quint32 id) { return fn(run, _sets[id]); });
+}
+
+// ---- attachments ----------------------------------------------------------
+
+std::shared_ptr<MVTextAttachment> MVTextStorage::attachmentAtIndex(qsizetype index) const
+{
+    const auto it = _attachments.find(index);
+    return it == _attachments.end() ? nullptr : it->second;
+}
+
+std::shared_ptr<MVTextAttachment> MVTextStorage::attachmentForRange(MVRange range) const
+{
+    return std::make_shared<MVTextAttachment>(fullStringInRange(range));
+}
+
+std::shared_ptr<MVTextAttachment> MVTextStorage::firstAttachmentInRange(MVRange range) const
+{
+    const auto it = _attachments.lower_bound(qMax<qsizetype>(0, range.location));
+    if (it == _attachments.end())
+        return nullptr;
+    if (it->first == range.location || it->first < range.end())
+        return it->second;
+    return nullptr;
+}
+
+std::shared_ptr<MVTextAttachment> MVTextStorage::previousAttachmentBeforeIndex(qsizetype index, MVRange *range) const
+{
+    auto it = _attachments.upper_bound(index);
+    if (it == _attachments.begin()) {
+        if (range)
+            *range = MVRange::notFound();
+        return nullptr;
+    }
+    --it;
+    if (range)
+        *range = MVRange{it->first, 1};
+    return it->second;
+}
+
+std::shared_ptr<MVTextAttachment> MVTextStorage::nextAttachmentAfterIndex(qsizetype index, MVRange *range) const
+{
+    const auto it = index >= length() ? _attachments.end() : _attachments.lower_bound(index);
+    if (it == _attachments.end()) {
+        if (range)
+            *range = MVRange::notFound();
+        return nullptr;
+    }
+    if (range)
+        *range = MVRange{it->first, 1};
+    return it->second;
+}
+
+template <typename Replace>
+QString MVTextStorage::_stringWithAttachments(MVRange range, Replace replacement) const
+{
+    const MVRange clipped = MVIntersectionRange(range, MVRange{0, length()});
+    QString result;
+    result.reserve(clipped.length);
+    qsizetype position = clipped.location;
+    for (auto it = _attachments.lower_bound(clipped.location); it != _attachments.end() && it->first < clipped.end(); ++it) {
+        result += _buffer.substring(MVRange{position, it->first - position});
+        result += replacement(*it->second);
+        position = it->first + 1;
+    }
+    result += _buffer.substring(MVRange{position, clipped.end() - position});
+    return result;
+}
+
+QString MVTextStorage::fullStringInRange(MVRange range) const
+{
+    return _stringWithAttachments(range, [](const MVTextAttachment &a) { return a.string(); });
+}
+
+QString MVTextStorage::stringWithoutAttachmentsInRange(MVRange range) const
+{
+    return _stringWithAttachments(range, [](const MVTextAttachment &) { return MVTextAttachment::emptyRepresentation(); });
+}
+
+// ---- editing --------------------------------------------------------------
+
+void MVTextStorage::beginEditing()
+{
+    ++_editingLevel;
+}
+
+void MVTextStorage::endEditing()
+{
+    if (_editingLevel == 0)
+        return;
+    if (--_editingLevel == 0 && _editedMask != 0)
+        _processEditing();
+}
+
+void MVTextStorage::_edited(int mask, MVRange oldRange, qsizetype delta)
+{
+    if (_editedMask == 0) {
+        _editedRange = MVRange{oldRange.location, oldRange.length + delta};
+        _changeInLength = delta;
+    } else {
+        MVRange united = MVUnionRange(_editedRange, oldRange);
+        united.length += delta;
+        _editedRange = united;
+        _changeInLength += delta;
+    }
+    _editedMask |= mask;
+    if (_editingLevel == 0 && !_processing)
+        _processEditing();
+}
+
+void MVTextStorage::_processEditing()
+{
+    _processing = true;
+    // Observers may be removed while they run: go over a copy.
+    const auto observers = _observers;
+    for (const auto &entry : observers)
+        entry.second(*this);
+    MVNotificationCenter::defaultCenter().post(didProcessEditingNotification(), this);
+    _processing = false;
+    _editedMask = 0;
+    _editedRange = MVRange{MVNotFound, 0};
+    _changeInLength = 0;
+}
+
+int MVTextStorage::addEditingObserver(EditingObserver observer)
+{
+    const int token = _nextObserver++;
+    _observers.emplace_back(token, std::move(observer));
+    return token;
+}
+
+void MVTextStorage::removeEditingObserver(int token)
+{
+    std::erase_if(_observers, [token](const auto &entry) { return entry.first == token; });
+}
