@@ -1,7 +1,64 @@
+#include "app/Defaults.h"
+#include "app/MVDocumentController.h"
+#include "files/MVMultiFileDocument.h"
+#include "files/MVSingleFileDocument.h"
+#include "platform/MVSingleInstance.h"
+#include "platform/MVStringTable.h"
+#include "shell/MVShell.h"
+
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QUrl>
+
+namespace {
+
+// Arguments are paths and links handed over by the desktop; relative paths
+// are made absolute here, since a running instance has its own directory.
+QStringList argumentsToOpen(const QStringList &arguments)
+{
+    QStringList result;
+    for (const QString &argument : arguments.mid(1)) {
+        if (argument.startsWith(QStringLiteral("mvdt:"), Qt::CaseInsensitive))
+            result << argument;
+        else if (argument.startsWith(QStringLiteral("file://")))
+            result << QUrl(argument).toLocalFile();
+        else
+            result << QFileInfo(argument).absoluteFilePath();
+    }
+    return result;
+}
+
+}
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    return 0;
+    QApplication::setApplicationName(QStringLiteral("Morvel"));
+    QApplication::setApplicationVersion(QStringLiteral(MORVEL_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("morvel"));
+    const QStringList arguments = argumentsToOpen(QApplication::arguments());
+
+    MVSingleInstance instance;
+    if (instance.sendToRunningInstance(arguments))
+        return 0;
+
+    MVDocumentController::initializeClass();
+    MVStringTable::sharedTable().loadFromFile(Defaults::bundleResourcePath(QStringLiteral("Localizable"), QStringLiteral("plist"), QString()));
+
+    MVDocumentController &controller = MVDocumentController::sharedController();
+    controller.registerDocumentClass(MVDocumentKind::SingleFile, [] { return std::make_shared<MVSingleFileDocument>(); });
+    controller.registerDocumentClass(MVDocumentKind::MultiFile, [] { return std::make_shared<MVMultiFileDocument>(); });
+    MVShell shell;
+    controller.setShell(&shell);
+    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
+
+    controller.applicationWillFinishLaunching();
+    controller.handleArguments(arguments);
+    controller.applicationDidFinishLaunching();
+
+    const int status = app.exec();
+    controller.waitForStartupItems();
+    controller.setShell(nullptr);
+    return status;
 }

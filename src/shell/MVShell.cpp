@@ -1,0 +1,189 @@
+#include "shell/MVShell.h"
+
+#include "app/MVDocument.h"
+#include "app/MVDocumentController.h"
+#include "shell/MVDocumentWindow.h"
+#include "shell/MVProjectManagerWindow.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPushButton>
+
+MVShell::MVShell() = default;
+
+MVShell::~MVShell()
+{
+    for (auto &[document, window] : _windows)
+        delete window.data();
+    delete _projectManager.data();
+}
+
+void MVShell::showProjectManager()
+{
+    if (!_projectManager)
+        _projectManager = new MVProjectManagerWindow(this);
+    _projectManager->refresh();
+    _projectManager->show();
+    _projectManager->raise();
+    _projectManager->activateWindow();
+}
+
+void MVShell::closeProjectManager()
+{
+    if (_projectManager)
+        _projectManager->hide();
+}
+
+void MVShell::alertOnProjectManager(const QString &message, const QString &informativeText)
+{
+    if (_recording) {
+        _recordedAlerts << message + QStringLiteral(" | ") + informativeText;
+        return;
+    }
+    showProjectManager();
+    QMessageBox box(QMessageBox::Warning, QString(), message, QMessageBox::Ok, _projectManager);
+    box.setInformativeText(informativeText);
+    box.setWindowModality(Qt::WindowModal);
+    box.exec();
+}
+
+QWidget *MVShell::_parentFor(MVDocument *document) const
+{
+    if (document) {
+        if (MVDocumentWindow *window = windowForDocument(document))
+            return window;
+    }
+    return QApplication::activeWindow();
+}
+
+void MVShell::presentError(const MVError &error, MVDocument *document)
+{
+    if (_recording) {
+        _recordedAlerts << error.localizedDescription() + QStringLiteral(" | ") + error.localizedRecoverySuggestion();
+        return;
+    }
+    QMessageBox box(QMessageBox::Warning, QString(), error.localizedDescription(), QMessageBox::NoButton, _parentFor(document));
+    box.setInformativeText(error.localizedRecoverySuggestion());
+    box.setWindowModality(Qt::WindowModal);
+    QList<QAbstractButton *> buttons;
+    for (const QString &option : error.localizedRecoveryOptions())
+        buttons << box.addButton(option, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole);
+    if (buttons.isEmpty())
+        box.addButton(QMessageBox::Ok);
+    box.exec();
+    const int chosen = static_cast<int>(buttons.indexOf(box.clickedButton()));
+    if (chosen >= 0)
+        error.attemptRecovery(chosen);
+}
+
+MVDocumentWindow *MVShell::windowForDocument(MVDocument *document) const
+{
+    const auto it = _windows.find(document);
+    return it == _windows.end() ? nullptr : it->second.data();
+}
+
+void MVShell::showDocumentWindow(MVDocument *document)
+{
+    MVDocumentWindow *window = windowForDocument(document);
+    if (!window) {
+        window = new MVDocumentWindow(this, document);
+        _windows[document] = window;
+        document->setWindow(window);
+    }
+    window->refresh();
+    window->show();
+    window->raise();
+    window->activateWindow();
+    MVDocumentController::sharedController().setCurrentDocument(document->activeDocument());
+}
+
+void MVShell::closeDocumentWindow(MVDocument *document)
+{
+    const auto it = _windows.find(document);
+    if (it == _windows.end())
+        return;
+    QPointer<MVDocumentWindow> window = it->second;
+    _windows.erase(it);
+    document->setWindow(nullptr);
+    if (window) {
+        window->detachDocument();
+        window->close();
+        window->deleteLater();
+    }
+}
+
+int MVShell::askToSaveChanges(MVDocument *document)
+{
+    if (_recording) {
+        _recordedAlerts << QStringLiteral("save? ") + (document ? document->displayName() : QString());
+        return _saveAnswer;
+    }
+    QMessageBox box(QMessageBox::Warning, QString(),
+                    QObject::tr("Do you want to save the changes you made to “%1”?").arg(document->displayName()),
+                    QMessageBox::NoButton, _parentFor(document));
+    box.setInformativeText(QObject::tr("Your changes will be lost if you don't save them."));
+    QPushButton *save = box.addButton(QMessageBox::Save);
+    QPushButton *discard = box.addButton(QMessageBox::Discard);
+    box.addButton(QMessageBox::Cancel);
+    box.setDefaultButton(save);
+    box.setWindowModality(Qt::WindowModal);
+    box.exec();
+    if (box.clickedButton() == save)
+        return 0;
+    return box.clickedButton() == discard ? 1 : 2;
+}
+
+bool MVShell::confirmOpeningLargeFile(const QString &path, qint64 size)
+{
+    if (_recording) {
+        _recordedAlerts << QStringLiteral("large? ") + path;
+        return _largeFileAnswer;
+    }
+    QMessageBox box(QMessageBox::Question, QString(),
+                    QObject::tr("A link asks to open “%1”, which is %2.").arg(path, QLocale().formattedDataSize(size)),
+                    QMessageBox::Open | QMessageBox::Cancel, QApplication::activeWindow());
+    box.setDefaultButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Open;
+}
+
+QStringList MVShell::runModalOpenPanel()
+{
+    if (_recording)
+        return _openPanelAnswer;
+    // Directories open as projects, so the panel accepts them as well as files.
+    QFileDialog dialog(QApplication::activeWindow(), QObject::tr("Open"));
+    dialog.setFileMode(QFileDialog::ExistingFiles);
+    dialog.setOption(QFileDialog::DontUseNativeDialog, false);
+    QStringList chosen;
+    QObject::connect(&dialog, &QFileDialog::currentChanged, &dialog, [&dialog](const QString &path) {
+        dialog.setFileMode(QFileInfo(path).isDir() ? QFileDialog::Directory : QFileDialog::ExistingFiles);
+    });
+    if (dialog.exec() == QDialog::Accepted)
+        chosen = dialog.selectedFiles();
+    return chosen;
+}
+
+void MVShell::setAnswers(int saveAnswer, bool largeFileAnswer, QStringList openPanelAnswer)
+{
+    _saveAnswer = saveAnswer;
+    _largeFileAnswer = largeFileAnswer;
+    _openPanelAnswer = std::move(openPanelAnswer);
+}
+
+void MVShell::quit()
+{
+    if (!MVDocumentController::sharedController().reviewUnsavedDocuments())
+        return;
+    QApplication::quit();
+}
+
+void MVShell::showAbout()
+{
+    QMessageBox::about(QApplication::activeWindow(), QObject::tr("About Morvel"),
+                       QObject::tr("<b>Morvel %1</b><p>A text editor for web developers: local files, "
+                                   "projects and remote sites.</p>")
+                           .arg(QApplication::applicationVersion()));
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "app/MVApplicationShell.h"
+#include "shell/MVDocumentWindow.h"
+#include "shell/MVProjectManagerWindow.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <map>
+
+class QWidget;
+
+// The window shell: the project manager, one window per document, alerts and
+// panels. The application controller reaches the windows only through it.
+class MVShell : public QObject, public MVApplicationShell
+{
+public:
+    MVShell();
+    ~MVShell() override;
+
+    void showProjectManager() override;
+    void closeProjectManager() override;
+    void alertOnProjectManager(const QString &message, const QString &informativeText) override;
+    void presentError(const MVError &error, MVDocument *document) override;
+    void showDocumentWindow(MVDocument *document) override;
+    void closeDocumentWindow(MVDocument *document) override;
+    int askToSaveChanges(MVDocument *document) override;
+    bool confirmOpeningLargeFile(const QString &path, qint64 size) override;
+    QStringList runModalOpenPanel() override;
+
+    // Asks about unsaved changes, then quits; stays if the user cancels.
+    void quit();
+    void showAbout();
+
+    MVProjectManagerWindow *projectManagerWindow() const { return _projectManager; }
+    MVDocumentWindow *windowForDocument(MVDocument *document) const;
+
+    // For tests: alerts are recorded instead of shown, and answered with these.
+    void setRecordingAlerts(bool recording) { _recording = recording; }
+    const QStringList &recordedAlerts() const { return _recordedAlerts; }
+    void setAnswers(int saveAnswer, bool largeFileAnswer, QStringList openPanelAnswer);
+
+private:
+    QWidget *_parentFor(MVDocument *document) const;
+
+    QPointer<MVProjectManagerWindow> _projectManager;
+    std::map<MVDocument *, QPointer<MVDocumentWindow>> _windows;
+    bool _recording = false;
+    QStringList _recordedAlerts;
+    int _saveAnswer = 2;
+    bool _largeFileAnswer = false;
+    QStringList _openPanelAnswer;
+};
