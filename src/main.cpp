@@ -4,6 +4,7 @@
 #include "files/MVSingleFileDocument.h"
 #include "platform/MVSingleInstance.h"
 #include "platform/MVStringTable.h"
+#include "platform/MVTerminationSignal.h"
 #include "shell/MVShell.h"
 
 #include <QApplication>
@@ -52,6 +53,8 @@ int main(int argc, char **argv)
     MVShell shell;
     controller.setShell(&shell);
     instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
+
+    MVTerminationSignal::install([] { QApplication::quit(); });
 
     controller.applicationWillFinishLaunching();
     controller.handleArguments(arguments);

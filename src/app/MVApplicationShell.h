@@ -33,6 +33,9 @@ public:
     // Asks before a very large file is opened from a link.
     virtual bool confirmOpeningLargeFile(const QString &path, qint64 size) = 0;
 
+    // The window about this version, shown once after each new version.
+    virtual void showInfoWindow() = 0;
+
     // A modal open panel that can also choose directories; empty on cancel.
     virtual QStringList runModalOpenPanel() = 0;
 };

@@ -7,6 +7,7 @@
 #include "platform/MVMainThread.h"
 #include "platform/MVUserDefaults.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QUrl>
@@ -95,8 +96,15 @@ bool MVDocumentController::applicationOpenFiles(const QStringList &paths)
 
 void MVDocumentController::applicationDidFinishLaunching()
 {
-    if (MVUserDefaults::standard().boolForKey(QStringLiteral("MVShowSiteManager")))
+    MVUserDefaults &store = MVUserDefaults::standard();
+    if (store.boolForKey(QStringLiteral("MVShowSiteManager")))
         showProjectManager();
+    // The information window appears once for each new version.
+    const QString version = QCoreApplication::applicationVersion();
+    if (store.stringForKey(QStringLiteral("mvDisplayInfoView")) != version && _shell) {
+        store.setObject(QStringLiteral("mvDisplayInfoView"), version);
+        _shell->showInfoWindow();
+    }
     // The configuration tree is made off the main thread; every lookup falls
     // back to the application's resources until it is there.
     if (!_configurationThread.joinable())

@@ -3,6 +3,7 @@
 #include <QDataStream>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QStandardPaths>
 
 #include <unistd.h>
 
@@ -21,6 +22,11 @@ MVSingleInstance::~MVSingleInstance() = default;
 
 QString MVSingleInstance::defaultName()
 {
+    // The runtime directory is the user's own (mode 0700): nobody else can
+    // reach or replace the socket there.
+    const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+    if (!runtime.isEmpty())
+        return runtime + QStringLiteral("/morvel.sock");
     return QStringLiteral("morvel-%1").arg(::getuid());
 }
 

@@ -187,3 +187,19 @@ void MVShell::showAbout()
                                    "projects and remote sites.</p>")
                            .arg(QApplication::applicationVersion()));
 }
+
+void MVShell::showInfoWindow()
+{
+    if (_recording) {
+        _recordedAlerts << QStringLiteral("info window");
+        return;
+    }
+    auto *box = new QMessageBox(QMessageBox::Information, QObject::tr("Welcome to Morvel"),
+                                QObject::tr("<b>Welcome to Morvel %1</b>").arg(QApplication::applicationVersion()),
+                                QMessageBox::Ok);
+    box->setInformativeText(QObject::tr("Open a file, a folder as a project, or a recent item from the project "
+                                        "manager. Preferences and languages live in ~/.local/share/Morvel."));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setModal(false);
+    box->show();
+}

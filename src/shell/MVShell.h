@@ -28,6 +28,7 @@ public:
     int askToSaveChanges(MVDocument *document) override;
     bool confirmOpeningLargeFile(const QString &path, qint64 size) override;
     QStringList runModalOpenPanel() override;
+    void showInfoWindow() override;
 
     // Asks about unsaved changes, then quits; stays if the user cancels.
     void quit();

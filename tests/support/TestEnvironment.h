@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include "support/QtPrinters.h"
+
 // Process-wide test set-up: a temporary HOME with its XDG directories.
 namespace MVTestEnvironment {
 void setUpProcess();
