@@ -323,3 +323,22 @@ MVRange MVTextBuffer::lineRangeForRange(MVRange range) const
     const qsizetype start = lineStart(firstLine);
     return MVRange{start, lineEnd(lastLine) - start};
 }
+
+qsizetype MVTextBuffer::longestLineLength() const
+{
+    qsizetype longest = 0;
+    qsizetype current = 0;
+    for (const Block &block : _blocks) {
+        const char16_t *data = reinterpret_cast<const char16_t *>(block.text.constData());
+        for (qsizetype i = 0, size = block.text.size(); i < size; ++i) {
+            const char16_t c = data[i];
+            if ((c <= u'\r' || c == 0x2028 || c == 0x2029) && isLineTerminator(c)) {
+                longest = qMax(longest, current);
+                current = 0;
+            } else {
+                ++current;
+            }
+        }
+    }
+    return qMax(longest, current);
+}

@@ -82,6 +82,10 @@ public:
     // range that ends at a line start does not take the line after it.
     MVRange lineRangeForRange(MVRange range) const;
 
+    // Length of the longest line without its terminator, by one pass over
+    // the text (for the width of a view after loading).
+    qsizetype longestLineLength() const;
+
     static bool isLineTerminator(char16_t c)
     {
         return c == u'\n' || c == u'\r' || c == 0x2028 || c == 0x2029;

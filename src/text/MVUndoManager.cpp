@@ -192,7 +192,8 @@ bool MVUndoManager::registerUndoInGroup(std::uint64_t identifier, Step step)
     if (_disabled > 0 || identifier == 0 || topGroupIdentifier() != identifier || !_redoStack.empty())
         return false;
     Group &group = *_undoStack.back();
-    group.steps.push_back(std::move(step));
+    if (step)
+        group.steps.push_back(std::move(step));
     // The group now leads to a state of its own (text typed after a save).
     if (!group.neutral) {
         group.revisionAfter = _nextRevision++;

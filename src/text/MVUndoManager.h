@@ -70,7 +70,8 @@ public:
     // Identity of the newest closed undo group, 0 if none; a view keeps it to
     // tell whether it may still add to the group it last made (typing).
     std::uint64_t topGroupIdentifier() const;
-    // Adds a step to the newest closed undo group (coalescing typing).
+    // Adds a step to the newest closed undo group (coalescing typing); an
+    // empty step only records that the group now leads to a new state.
     // Returns false, doing nothing, when that group is not identifier.
     bool registerUndoInGroup(std::uint64_t identifier, Step step);
 

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/MVRange.h"
+
+#include <QString>
+
+class MVTextView;
+
+// What a text view asks and tells about its changes. Every operation is
+// optional. Per change the order is: textViewShouldChangeTextInRange before
+// it (false cancels it: the delegate made the change its own way), then the
+// selection calls as the selection moves, then textDidChange.
+class MVTextViewDelegate
+{
+public:
+    virtual ~MVTextViewDelegate() = default;
+
+    virtual bool textViewShouldChangeTextInRange(MVTextView *view, MVRange range, const QString &replacement)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(range);
+        Q_UNUSED(replacement);
+        return true;
+    }
+    virtual void textDidChange(MVTextView *view) { Q_UNUSED(view); }
+    // Gives the selection to use instead of proposed.
+    virtual MVRange textViewWillChangeSelectionFromCharacterRange(MVTextView *view, MVRange oldRange, MVRange proposed)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(oldRange);
+        return proposed;
+    }
+    virtual void textViewDidChangeSelection(MVTextView *view, MVRange oldRange)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(oldRange);
+    }
+    // A key command by name ("insertNewline:", "moveRight:", ...). True means
+    // the delegate handled it and the view does nothing more.
+    virtual bool textViewDoCommandBySelector(MVTextView *view, const QString &command)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(command);
+        return false;
+    }
+};
