@@ -85,7 +85,7 @@ const std::shared_ptr<MVFileRepresentation> &MVFile::_preferredRepresentation() 
 QString MVFile::name() const
 {
     const auto &rep = _preferredRepresentation();
-    return rep ? rep->name() : QString();
+    return rep ? rep->name() : _lastName;
 }
 
 QString MVFile::path() const
@@ -380,8 +380,10 @@ void MVFile::_setRemoteRepresentation(const std::shared_ptr<MVFileRepresentation
 
 void MVFile::_dropLocalRepresentation()
 {
-    if (const auto rep = std::exchange(_localRepresentation, nullptr))
+    if (const auto rep = std::exchange(_localRepresentation, nullptr)) {
+        _lastName = rep->name();
         rep->setDelegate(nullptr);
+    }
     _icon = QIcon();
     if (_remoteRepresentation)
         _activeRepresentation = 1;
@@ -389,8 +391,10 @@ void MVFile::_dropLocalRepresentation()
 
 void MVFile::_dropRemoteRepresentation()
 {
-    if (const auto rep = std::exchange(_remoteRepresentation, nullptr))
+    if (const auto rep = std::exchange(_remoteRepresentation, nullptr)) {
+        _lastName = rep->name();
         rep->setDelegate(nullptr);
+    }
     _icon = QIcon();
     _activeRepresentation = 0;
 }

@@ -182,6 +182,8 @@ protected:
     std::weak_ptr<MVFile> _parent;
     std::weak_ptr<MVFile> _newParent;
     QString _detachedPath;
+    // The name once no representation is left to give it.
+    QString _lastName;
     List _children;
     bool _childrenMade = false;
     MVFileNodeDocument *_document = nullptr;
