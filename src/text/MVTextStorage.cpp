@@ -65,6 +65,16 @@ void MVTextStorage::setString(const QString &string, const MVTextAttributes &att
     _edited(EditedCharacters | EditedAttributes, old, string.size() - old.length);
 }
 
+void MVTextStorage::setBuffer(MVTextBuffer &&buffer, const MVTextAttributes &attributes)
+{
+    const MVRange old{0, length()};
+    _buffer = std::move(buffer);
+    buffer = MVTextBuffer();
+    _runs.clear(_buffer.length(), _intern(attributes));
+    _attachments.clear();
+    _edited(EditedCharacters | EditedAttributes, old, _buffer.length() - old.length);
+}
+
 void MVTextStorage::_replace(MVRange range, const QString &string, const quint32 *id)
 {
     const qsizetype from = qBound<qsizetype>(0, range.location, length());

@@ -55,6 +55,9 @@ public:
                                          const MVTextAttributes &attributes = MVTextAttributes());
     // Replaces the whole text, dropping every attribute and attachment.
     void setString(const QString &string, const MVTextAttributes &attributes = MVTextAttributes());
+    // The same with a buffer filled elsewhere (a file decoded piece by piece),
+    // so that a large text is never held twice.
+    void setBuffer(MVTextBuffer &&buffer, const MVTextAttributes &attributes = MVTextAttributes());
 
     // Attributes.
     MVTextAttributes attributesAtIndex(qsizetype index, MVRange *effectiveRange = nullptr) const;

@@ -1,6 +1,7 @@
 #include "text/MVTextView.h"
 
 #include "platform/MVNotificationCenter.h"
+#include "text/MVLayoutManager.h"
 #include "text/MVTextAttachment.h"
 #include "text/MVTextStorage.h"
 #include "text/MVTextViewDelegate.h"
@@ -64,6 +65,7 @@ MVTextView::MVTextView(QWidget *parent)
     , _storage(std::make_unique<MVTextStorage>())
     , _ownUndo(std::make_unique<MVUndoManager>())
     , _undo(_ownUndo.get())
+    , _layoutManager(std::make_unique<MVLayoutManager>(this))
 {
     setAttribute(Qt::WA_InputMethodEnabled);
     setFocusPolicy(Qt::StrongFocus);
@@ -71,6 +73,7 @@ MVTextView::MVTextView(QWidget *parent)
     viewport()->setCursor(Qt::IBeamCursor);
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
     _font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    _layoutManager->setFont(_font);
     _updateMetrics();
     _observer = _storage->addEditingObserver([this](const MVTextStorage &) { _storageEdited(); });
     _updateScrollBars();
@@ -101,12 +104,18 @@ QString MVTextView::string() const
 
 void MVTextView::setString(const QString &string)
 {
+    setText(MVTextBuffer(string));
+}
+
+void MVTextView::setText(MVTextBuffer &&buffer)
+{
     breakUndoCoalescing();
     const MVRange old = _selection;
     MVTextAttributes plain;
     plain.setForeground(_textColor);
-    _storage->setString(string, plain);
+    _storage->setBuffer(std::move(buffer), plain);
     _widestChars = _storage->buffer().longestLineLength();
+    _lineCount = _storage->buffer().lineCount();
     _clearLayouts();
     const qsizetype length = _storage->length();
     _selection = MVRange{qMin(old.location, length), 0};
@@ -288,7 +297,16 @@ void MVTextView::_storageEdited()
     const MVRange edited = _storage->editedRange();
     const MVTextBuffer &buffer = _storage->buffer();
     if (mask & MVTextStorage::EditedCharacters) {
-        _clearLayouts();
+        // Layouts are cached by line number: when lines come or go, all of
+        // them may have moved; otherwise only the edited lines changed.
+        if (buffer.lineCount() != _lineCount || edited.location == MVNotFound) {
+            _clearLayouts();
+        } else {
+            const qsizetype first = buffer.lineForPosition(edited.location);
+            const qsizetype last = buffer.lineForPosition(qMin(edited.end(), buffer.length()));
+            _invalidateLayouts(first, last);
+        }
+        _lineCount = buffer.lineCount();
         const qsizetype delta = _storage->changeInLength();
         const qsizetype length = _storage->length();
         // Keep the selection on its characters when others change the text.
@@ -405,6 +423,7 @@ void MVTextView::_pasteText(const QString &text)
 void MVTextView::setFont(const QFont &font)
 {
     _font = font;
+    _layoutManager->setFont(font);
     _updateMetrics();
     _clearLayouts();
     _updateScrollBars();
@@ -434,8 +453,12 @@ void MVTextView::setWrapsText(bool wraps)
 
 void MVTextView::setShowsInvisibleCharacters(bool show)
 {
-    _showInvisibles = show;
-    viewport()->update();
+    _layoutManager->setShowInvisibleCharacters(show);
+}
+
+bool MVTextView::showsInvisibleCharacters() const
+{
+    return _layoutManager->showInvisibleCharacters();
 }
 
 void MVTextView::setTextColor(const QColor &color)
@@ -471,8 +494,7 @@ void MVTextView::setInsertionPointColor(const QColor &color)
 
 void MVTextView::setInvisiblesColor(const QColor &color)
 {
-    _invisiblesColor = color;
-    viewport()->update();
+    _layoutManager->setInvisiblesColor(color);
 }
 
 void MVTextView::_updateMetrics()
@@ -864,8 +886,6 @@ QRectF MVTextView::lineFragmentRectForIndex(qsizetype index, MVRange *range) con
 
 void MVTextView::scrollRangeToVisible(MVRange range)
 {
-    const qsizetype saved = _selection.end();
-    Q_UNUSED(saved);
     // Show the start of the range, then its end if it fits.
     const qsizetype length = _storage->length();
     const qsizetype start = qBound<qsizetype>(0, range.location, length);
@@ -878,15 +898,33 @@ void MVTextView::scrollRangeToVisible(MVRange range)
         QRectF rect = _caretRect(index, &visible);
         if (!visible) {
             if (_wraps) {
+                const bool below = rect.top() >= 0;
                 _topLine = line;
                 _topRow = 0;
-                // Put the caret's row at the top, then back up to centre it a little.
+                // Put the caret's row at the top; coming from above, back up
+                // so that it ends at the bottom instead.
                 const int k = _segmentOf(line, index);
                 for (int s = 0; s < k; ++s)
                     _topRow += qMax(1, _layout(line, s)->lineCount());
                 const QTextLine textLine = _layout(line, k)->lineForTextPosition(int(index - _segment(line, k).start));
                 if (textLine.isValid())
                     _topRow += textLine.lineNumber();
+                if (below) {
+                    int up = visibleRows - 1;
+                    while (up > 0) {
+                        if (up <= _topRow) {
+                            _topRow -= up;
+                            break;
+                        }
+                        up -= _topRow + 1;
+                        if (_topLine == 0) {
+                            _topRow = 0;
+                            break;
+                        }
+                        --_topLine;
+                        _topRow = _rowCount(_topLine) - 1;
+                    }
+                }
             } else if (line < _topLine) {
                 _topLine = line;
             } else {
@@ -1017,10 +1055,10 @@ void MVTextView::_paintRow(QPainter &painter, const Row &row, const QRectF &clip
         const QRectF rowClip(clip.left(), row.y, clip.width(), _lineHeight);
         layout->draw(&painter, origin, selections, rowClip);
 
-        if (_showInvisibles) {
+        if (_layoutManager->showInvisibleCharacters()) {
             painter.save();
-            painter.setFont(_font);
-            painter.setPen(_invisiblesColor);
+            painter.setFont(_layoutManager->font());
+            painter.setPen(_layoutManager->invisiblesColor());
             const QTextLine textLine = layout->lineAt(_wraps ? row.textLine : 0);
             if (textLine.isValid()) {
                 const int from = textLine.textStart();
@@ -1034,7 +1072,7 @@ void MVTextView::_paintRow(QPainter &painter, const Row &row, const QRectF &clip
                     const qreal x = origin.x() + textLine.cursorToX(i);
                     if (x < clip.left() - _charWidth || x > clip.right())
                         continue;
-                    painter.drawText(QPointF(x, baseline), c == u' ' ? QString(QChar(0x00B7)) : QString(QChar(0x22EF)));
+                    painter.drawText(QPointF(x, baseline), _layoutManager->markForCharacter(c));
                 }
             }
             painter.restore();
@@ -1052,11 +1090,11 @@ void MVTextView::_paintRow(QPainter &painter, const Row &row, const QRectF &clip
                         + (textLine.isValid() ? textLine.cursorToX(int(contentsEnd - seg.start)) : 0);
         if (_selection.contains(contentsEnd))
             painter.fillRect(QRectF(x, row.y, _charWidth, _lineHeight), _selectionColor);
-        if (_showInvisibles) {
+        if (_layoutManager->showInvisibleCharacters()) {
             painter.save();
-            painter.setFont(_font);
-            painter.setPen(_invisiblesColor);
-            painter.drawText(QPointF(x, row.y + _ascent), QString(QChar(0x00B6)));
+            painter.setFont(_layoutManager->font());
+            painter.setPen(_layoutManager->invisiblesColor());
+            painter.drawText(QPointF(x, row.y + _ascent), _layoutManager->markForCharacter(buffer.characterAt(contentsEnd)));
             painter.restore();
         }
     }
@@ -1482,10 +1520,6 @@ void MVTextView::_move(Move move, bool extend)
     if (vertical && goal < 0) {
         bool visible = false;
         const QRectF caret = _caretRect(from, &visible);
-        const MVTextBuffer &buffer = _storage->buffer();
-        const qsizetype line = buffer.lineForPosition(from);
-        const int k = _segmentOf(line, qMin(from, buffer.lineContentsEnd(line)));
-        Q_UNUSED(k);
         goal = caret.left() - TextMargin + (_wraps ? 0 : horizontalScrollBar()->value());
         _goalX = goal;
     }

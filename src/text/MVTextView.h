@@ -16,8 +16,10 @@
 #include <unordered_map>
 #include <vector>
 
+class MVLayoutManager;
 class MVRulerArea;
 class MVTextAttachment;
+class MVTextBuffer;
 class MVTextStorage;
 class MVTextViewDelegate;
 class MVUndoManager;
@@ -59,6 +61,8 @@ public:
     // Text. setString replaces everything without undo or delegate calls.
     QString string() const;
     virtual void setString(const QString &string);
+    // The same with a buffer filled piece by piece (a large file).
+    void setText(MVTextBuffer &&buffer);
     // Replaces the selection as typing does: delegate hook, undoable step,
     // selection behind the new text, textDidChange.
     virtual void insertText(const QString &text);
@@ -90,8 +94,10 @@ public:
     int tabWidth() const { return _tabWidth; }
     void setWrapsText(bool wraps);
     bool wrapsText() const { return _wraps; }
+    // The invisible-character marks and glyph geometry.
+    MVLayoutManager *layoutManager() const { return _layoutManager.get(); }
     void setShowsInvisibleCharacters(bool show);
-    bool showsInvisibleCharacters() const { return _showInvisibles; }
+    bool showsInvisibleCharacters() const;
     void setTextColor(const QColor &color);
     void setBackgroundColor(const QColor &color);
     void setSelectionColor(const QColor &color);
@@ -207,6 +213,7 @@ private:
     std::unique_ptr<MVTextStorage> _storage;
     std::unique_ptr<MVUndoManager> _ownUndo;
     MVUndoManager *_undo = nullptr;
+    std::unique_ptr<MVLayoutManager> _layoutManager;
     MVTextViewDelegate *_delegate = nullptr;
     QPointer<MVRulerArea> _ruler;
     int _observer = 0;
@@ -223,17 +230,16 @@ private:
     qreal _charWidth = 8;
     int _tabWidth = 4;
     bool _wraps = false;
-    bool _showInvisibles = false;
     QColor _textColor = Qt::black;
     QColor _backgroundColor = Qt::white;
     QColor _selectionColor = QColor(181, 213, 255);
     QColor _currentLineColor = QColor(242, 246, 255);
     QColor _caretColor = Qt::black;
-    QColor _invisiblesColor = Qt::gray;
 
     mutable std::unordered_map<quint64, CachedLayout> _layouts;
     mutable qint64 _layoutsMade = 0;
     qsizetype _widestChars = 0;
+    qsizetype _lineCount = 1;
 
     // Typing coalescing: the record that the current typing step undoes.
     struct TypingRecord;

@@ -1,6 +1,7 @@
 #include "text/MVTextView.h"
 
 #include "support/TestEnvironment.h"
+#include "text/MVLayoutManager.h"
 #include "text/MVTextAttachment.h"
 #include "text/MVTextStorage.h"
 #include "text/MVTextViewDelegate.h"
@@ -373,6 +374,37 @@ TEST(MVTextView, WrappedLinesMoveByRows)
     EXPECT_EQ(view.textStorage()->buffer().lineForPosition(view.selectedRange().location), 0);
     EXPECT_EQ(view.selectedRange().location, fragments[1].range.location);
     EXPECT_EQ(view.horizontalScrollBar()->maximum(), 0);
+
+    // Going down row by row past the bottom keeps the caret on screen.
+    for (int i = 0; i < 60; ++i) {
+        key(view, Qt::Key_Down);
+        ASSERT_TRUE(view.cursorRect().isValid()) << "row " << i;
+    }
+    EXPECT_EQ(view.selectedRange().location, view.textStorage()->length());
+    for (int i = 0; i < 60; ++i) {
+        key(view, Qt::Key_Up);
+        ASSERT_TRUE(view.cursorRect().isValid()) << "row " << i;
+    }
+    EXPECT_EQ(view.selectedRange().location, 0);
+}
+
+TEST(MVTextView, LayoutManagerGivesMarksAndGlyphGeometry)
+{
+    ShownView shown(QStringLiteral("a\tb\r\nsecond line\n"));
+    MVTextView &view = shown.view;
+    MVLayoutManager *layout = view.layoutManager();
+    EXPECT_EQ(layout->markForCharacter(u'\t'), QString(QChar(0x22EF)));
+    EXPECT_EQ(layout->markForCharacter(QChar(0x2029)), QString(QChar(0x00B6)));
+    EXPECT_EQ(layout->markForCharacter(u' '), QString(QChar(0x00B7)));
+    EXPECT_TRUE(layout->markForCharacter(u'x').isEmpty());
+    MVRange range;
+    const QRectF second = layout->lineFragmentRectForGlyphAtIndex(7, &range);
+    EXPECT_EQ(range, (MVRange{5, 12}));
+    EXPECT_EQ(second.top(), view.lineHeight());
+    EXPECT_GT(layout->locationForGlyphAtIndex(2).x(), layout->locationForGlyphAtIndex(1).x()); // after the tab
+    EXPECT_EQ(layout->glyphIndexForPoint(second.center() + QPointF(0, 0) - QPointF(second.center().x() - 1, 0)), 5);
+    EXPECT_EQ(layout->extraLineFragmentRect().top(), 2 * view.lineHeight());
+    EXPECT_EQ(layout->glyphRangeForBoundingRect(QRectF(0, 0, 10, view.lineHeight() * 1.5)), (MVRange{0, 17}));
 }
 
 TEST(MVTextView, RulerFollowsScrollingAndLineGeometry)
