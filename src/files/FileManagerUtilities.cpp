@@ -75,24 +75,50 @@ QIcon iconForFile(const QString &path, int size, bool useCache, bool isDirectory
     return icon;
 }
 
+namespace {
+
+// Names of users and groups change rarely and are asked for once per listed
+// file: keep them for the run.
+std::mutex s_namesMutex;
+QHash<uid_t, QString> s_userNames;
+QHash<gid_t, QString> s_groupNames;
+
+} // namespace
+
 QString nameForGid(gid_t gid)
 {
+    {
+        std::lock_guard lock(s_namesMutex);
+        if (auto it = s_groupNames.constFind(gid); it != s_groupNames.constEnd())
+            return *it;
+    }
     std::vector<char> buffer(16384);
     struct group entry;
     struct group *result = nullptr;
+    QString name = QString::number(gid);
     if (::getgrgid_r(gid, &entry, buffer.data(), buffer.size(), &result) == 0 && result)
-        return QString::fromLocal8Bit(result->gr_name);
-    return QString::number(gid);
+        name = QString::fromLocal8Bit(result->gr_name);
+    std::lock_guard lock(s_namesMutex);
+    s_groupNames.insert(gid, name);
+    return name;
 }
 
 QString nameForUid(uid_t uid)
 {
+    {
+        std::lock_guard lock(s_namesMutex);
+        if (auto it = s_userNames.constFind(uid); it != s_userNames.constEnd())
+            return *it;
+    }
     std::vector<char> buffer(16384);
     struct passwd entry;
     struct passwd *result = nullptr;
+    QString name = QString::number(uid);
     if (::getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &result) == 0 && result)
-        return QString::fromLocal8Bit(result->pw_name);
-    return QString::number(uid);
+        name = QString::fromLocal8Bit(result->pw_name);
+    std::lock_guard lock(s_namesMutex);
+    s_userNames.insert(uid, name);
+    return name;
 }
 
 QString formattedStringForSize(double size)

@@ -36,6 +36,22 @@ bool isShownName(const QString &name)
     return FileManagerUtilities::isAcceptableFileName(name) && !MVFileFilters::sharedFilters().stringMatchesFilters(name);
 }
 
+// The reported entries in the order of the child list, so that adding them
+// appends rather than inserts.
+MVFile::RepresentationList sortedByName(const MVFile::RepresentationList &list)
+{
+    MVFile::RepresentationList sorted;
+    sorted.reserve(list.size());
+    for (const auto &rep : list) {
+        if (rep)
+            sorted.push_back(rep);
+    }
+    std::stable_sort(sorted.begin(), sorted.end(), [](const auto &a, const auto &b) {
+        return QString::compare(a->name(), b->name(), Qt::CaseInsensitive) < 0;
+    });
+    return sorted;
+}
+
 } // namespace
 
 void MVFile::setRemoteRepresentationFactory(RepresentationFactory factory)
@@ -232,7 +248,7 @@ bool MVFile::isInRepository() const
 // ---------------------------------------------------------------------------
 // Children
 
-MVFile::List MVFile::children(bool load)
+const MVFile::List &MVFile::_childList(bool load)
 {
     if (!_childrenMade) {
         _childrenMade = true;
@@ -247,22 +263,36 @@ MVFile::List MVFile::children(bool load)
     return _children;
 }
 
+MVFile::List MVFile::children(bool load)
+{
+    return _childList(load);
+}
+
 MVFile::Ptr MVFile::childAtIndex(qsizetype index)
 {
-    const List list = children(false);
+    const List &list = _childList(false);
     return index >= 0 && index < qsizetype(list.size()) ? list[index] : nullptr;
 }
 
 qsizetype MVFile::countOfChildren()
 {
-    return qsizetype(children(false).size());
+    return qsizetype(_childList(false).size());
 }
 
 MVFile::Ptr MVFile::childWithName(const QString &name, bool load)
 {
-    for (const Ptr &child : children(load)) {
-        if (child->name() == name)
-            return child;
+    // The list is kept in case-insensitive order: look only among the names
+    // that compare equal without case.
+    const List &list = _childList(load);
+    auto at = std::lower_bound(list.begin(), list.end(), name, [](const Ptr &child, const QString &wanted) {
+        return QString::compare(child->name(), wanted, Qt::CaseInsensitive) < 0;
+    });
+    for (; at != list.end(); ++at) {
+        const QString childName = (*at)->name();
+        if (childName == name)
+            return *at;
+        if (QString::compare(childName, name, Qt::CaseInsensitive) != 0)
+            break;
     }
     return nullptr;
 }
@@ -284,9 +314,10 @@ void MVFile::addChild(const Ptr &child)
 {
     if (!child)
         return;
-    children(false);
-    auto at = std::find_if(_children.begin(), _children.end(),
-                           [&child](const Ptr &existing) { return child->compare(*existing) < 0; });
+    _childList(false);
+    // Before the first child that is greater; equal names keep their arrival order.
+    auto at = std::upper_bound(_children.begin(), _children.end(), child,
+                               [](const Ptr &added, const Ptr &existing) { return added->compare(*existing) < 0; });
     _children.insert(at, child);
     child->_parent = weak_from_this();
     child->_detachedPath.clear();
@@ -981,8 +1012,8 @@ void MVFile::fileRepresentationDidLoadChildren(MVFileRepresentation *rep, const 
         return;
     const Ptr self = shared_from_this();
     bool added = false;
-    for (const auto &child : list) {
-        if (!child || !isShownName(child->name()))
+    for (const auto &child : sortedByName(list)) {
+        if (!isShownName(child->name()))
             continue;
         addChildRepresentation(child);
         added = true;
@@ -1009,7 +1040,7 @@ void MVFile::fileRepresentationDidReloadChildren(MVFileRepresentation *rep, cons
         reported.insert(child->name(), child);
     }
     QHash<QString, Ptr> current;
-    const List existing = children(false);
+    const List existing = _childList(false);
     for (const Ptr &child : existing)
         current.insert(child->name(), child);
 
@@ -1022,10 +1053,13 @@ void MVFile::fileRepresentationDidReloadChildren(MVFileRepresentation *rep, cons
             child->mergeWithRepresentation(*found);
         changed = true;
     }
+    RepresentationList added;
     for (const QString &name : reportedOrder) {
-        if (current.contains(name) || MVFileFilters::sharedFilters().stringMatchesFilters(name))
-            continue;
-        addChildRepresentation(reported.value(name));
+        if (!current.contains(name) && !MVFileFilters::sharedFilters().stringMatchesFilters(name))
+            added.push_back(reported.value(name));
+    }
+    for (const auto &child : sortedByName(added)) {
+        addChildRepresentation(child);
         changed = true;
     }
     for (const Ptr &child : existing) {

@@ -154,6 +154,7 @@ public:
 
 protected:
     const std::shared_ptr<MVFileRepresentation> &_preferredRepresentation() const;
+    const List &_childList(bool load);
     // The remote representation, made for path when a queue exists and none is there.
     std::shared_ptr<MVFileRepresentation> _remoteRepresentationMaking();
     void _setLocalRepresentation(const std::shared_ptr<MVFileRepresentation> &rep);
