@@ -170,6 +170,17 @@ void BM_Scan50MBUTF8AllMatches(benchmark::State &state)
 }
 BENCHMARK(BM_Scan50MBUTF8AllMatches)->Unit(benchmark::kMillisecond);
 
+// A pattern that backtracks without end, stopped by the match limit: how
+// long a user's bad search holds the thread before it counts as no match.
+void BM_RunawayPatternUntilTheLimit(benchmark::State &state)
+{
+    auto regex = MVRegex::initWithPattern(QStringLiteral("^(\\w+\\s?)*$"));
+    const QString text = QStringLiteral("an ordinary line of words that ends in punctuation!");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(regex->copyMatchForString(text));
+}
+BENCHMARK(BM_RunawayPatternUntilTheLimit)->Unit(benchmark::kMillisecond);
+
 void BM_Compile(benchmark::State &state)
 {
     const QString pattern = QStringLiteral("<(\\w+)( +(\\w+))?( *= *(\"([^\"]*)\"?)?)?$");

@@ -8,6 +8,7 @@
 #include <QFileInfo>
 
 #include <cerrno>
+#include <cstring>
 #include <iconv.h>
 
 namespace FileEncodings {
@@ -516,9 +517,12 @@ MVStringEncoding _encodingFromFileContents(const QByteArray &data)
     const qsizetype size = data.size();
     qsizetype start = 0;
     for (int lines = 0; lines < 30 && start < size; ++lines) {
-        qsizetype end = start;
-        while (end < size && bytes[end] != '\n' && bytes[end] != '\r')
-            ++end;
+        // The earlier of the next LF and the next CR, found with memchr so
+        // that a long file without line breaks is passed over quickly.
+        const char *lf = static_cast<const char *>(std::memchr(bytes + start, '\n', size_t(size - start)));
+        const qsizetype lfAt = lf ? lf - bytes : size;
+        const char *cr = static_cast<const char *>(std::memchr(bytes + start, '\r', size_t(lfAt - start)));
+        qsizetype end = cr ? cr - bytes : lfAt;
         if (end == size)
             break;
         end += (bytes[end] == '\r' && end + 1 < size && bytes[end + 1] == '\n') ? 2 : 1;
