@@ -18,6 +18,7 @@
 #include <QTextBlock>
 
 #include <algorithm>
+#include <ctime>
 #include <cstdio>
 #include <vector>
 
@@ -33,6 +34,15 @@ qint64 statusKilobytes(const char *field)
             return line.mid(qstrlen(field)).trimmed().split(' ').first().toLongLong();
     }
     return 0;
+}
+
+// CPU time of this thread: unlike wall time it does not count the time the
+// scheduler gave to other processes on a busy machine.
+double threadCpuMs()
+{
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
 }
 
 double ms(const QElapsedTimer &timer)
@@ -111,6 +121,8 @@ int runCase(const QString &name, const QString &path)
     const qint64 fileSize = QFileInfo(path).size();
     QElapsedTimer timer;
     timer.start();
+    timespec cpuStart{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpuStart);
     const bool ours = name.startsWith(QStringLiteral("morvel"));
     const bool longLine = name.endsWith(QStringLiteral("line"));
 
@@ -136,18 +148,23 @@ int runCase(const QString &name, const QString &path)
     area->viewport()->repaint();
     QApplication::processEvents();
     const double openMs = ms(timer);
+    timespec cpuEnd{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpuEnd);
+    const double openCpuMs = double(cpuEnd.tv_sec - cpuStart.tv_sec) * 1e3 + double(cpuEnd.tv_nsec - cpuStart.tv_nsec) / 1e6;
     const qint64 rss = statusKilobytes("VmRSS:") - baseline;
     const qint64 peak = statusKilobytes("VmHWM:");
 
-    std::printf("%-14s open+first paint %9.1f ms   memory %7.1f MB (%.2fx file)   peak RSS %7.1f MB\n",
-                qPrintable(name), openMs, rss / 1024.0, rss * 1024.0 / double(fileSize), peak / 1024.0);
+    std::printf("%-14s open+first paint %9.1f ms (CPU %9.1f ms)   memory %7.1f MB (%.2fx file)   peak RSS %7.1f MB\n",
+                qPrintable(name), openMs, openCpuMs, rss / 1024.0, rss * 1024.0 / double(fileSize), peak / 1024.0);
 
     QWidget *keys = ours ? static_cast<QWidget *>(view) : static_cast<QWidget *>(edit);
     keys->setFocus();
     if (!longLine) {
         // Typing in the middle: editor-side work per character, then a paint.
         Samples typing;
+        Samples typingCpu;
         Samples paint;
+        Samples paintCpu;
         if (ours) {
             const qsizetype middle = view->textStorage()->buffer().lineStart(view->textStorage()->buffer().lineCount() / 2);
             view->setSelectedRange({middle, 0});
@@ -159,34 +176,47 @@ int runCase(const QString &name, const QString &path)
         }
         for (int i = 0; i < 300; ++i) {
             timer.restart();
+            double cpu = threadCpuMs();
             sendKey(keys, Qt::Key_X, Qt::NoModifier, QStringLiteral("x"));
             typing.add(ms(timer));
+            typingCpu.add(threadCpuMs() - cpu);
             timer.restart();
+            cpu = threadCpuMs();
             area->viewport()->repaint();
             paint.add(ms(timer));
+            paintCpu.add(threadCpuMs() - cpu);
             if (i % 50 == 49)
                 QApplication::processEvents();
         }
-        std::printf("%-14s type a character: median %.3f ms, p99 %.3f ms;  repaint after it: median %.2f ms, p99 %.2f ms\n",
-                    qPrintable(name), typing.quantile(0.5), typing.quantile(0.99), paint.quantile(0.5), paint.quantile(0.99));
+        std::printf("%-14s type a character: median %.3f ms, p99 %.3f ms (CPU: median %.3f, p99 %.3f);  repaint after it: "
+                    "median %.2f ms, p99 %.2f ms (CPU: median %.2f, p99 %.2f)\n",
+                    qPrintable(name), typing.quantile(0.5), typing.quantile(0.99), typingCpu.quantile(0.5), typingCpu.quantile(0.99),
+                    paint.quantile(0.5), paint.quantile(0.99), paintCpu.quantile(0.5), paintCpu.quantile(0.99));
         // A screen painted from scratch (nothing laid out yet) while scrolling.
         Samples scroll;
+        Samples scrollCpu;
         QScrollBar *bar = area->verticalScrollBar();
         for (int i = 0; i < 50; ++i) {
             bar->setValue(bar->maximum() / 50 * i);
             timer.restart();
+            const double cpu = threadCpuMs();
             area->viewport()->repaint();
             scroll.add(ms(timer));
+            scrollCpu.add(threadCpuMs() - cpu);
         }
-        std::printf("%-14s paint a fresh screen while scrolling: median %.2f ms, p99 %.2f ms\n", qPrintable(name),
-                    scroll.quantile(0.5), scroll.quantile(0.99));
+        std::printf("%-14s paint a fresh screen while scrolling: median %.2f ms, p99 %.2f ms (CPU: median %.2f, p99 %.2f)\n",
+                    qPrintable(name), scroll.quantile(0.5), scroll.quantile(0.99), scrollCpu.quantile(0.5), scrollCpu.quantile(0.99));
     } else {
+        double cpu = threadCpuMs();
         timer.restart();
         sendKey(keys, Qt::Key_End);
         const double endMs = ms(timer);
+        const double endCpu = threadCpuMs() - cpu;
+        cpu = threadCpuMs();
         timer.restart();
         area->viewport()->repaint();
         const double endPaintMs = ms(timer);
+        const double endPaintCpu = threadCpuMs() - cpu;
         Samples typing;
         Samples paint;
         for (int i = 0; i < 50; ++i) {
@@ -201,6 +231,7 @@ int runCase(const QString &name, const QString &path)
         sendKey(keys, Qt::Key_Home);
         area->viewport()->repaint();
         const double homeMs = ms(timer);
+        std::printf("%-14s (CPU: move to end %.2f ms, paint there %.2f ms)\n", qPrintable(name), endCpu, endPaintCpu);
         std::printf("%-14s move to end %.2f ms, paint there %.2f ms; type: median %.2f ms, p99 %.2f ms; repaint: median %.2f ms; "
                     "home+paint %.2f ms\n",
                     qPrintable(name), endMs, endPaintMs, typing.quantile(0.5), typing.quantile(0.99), paint.quantile(0.5), homeMs);
