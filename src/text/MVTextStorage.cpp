@@ -158,6 +158,20 @@ void MVTextStorage::addAttributes(const MVTextAttributes &attributes, MVRange ra
     _edited(EditedAttributes, clipped, 0);
 }
 
+void MVTextStorage::addAttribute(MVAttribute key, quint64 value, MVRange range)
+{
+    MVTextAttributes attributes;
+    switch (key) {
+    case MVAttribute::Parser: attributes.setParser(reinterpret_cast<const void *>(quintptr(value))); break;
+    case MVAttribute::MultiLine: attributes.setMultiLine(); break;
+    case MVAttribute::ForegroundColor: attributes.setForeground(QColor::fromRgba(QRgb(value))); break;
+    case MVAttribute::BackgroundColor: attributes.setBackground(QColor::fromRgba(QRgb(value))); break;
+    case MVAttribute::FontTraits: attributes.setTraits(quint8(value)); break;
+    case MVAttribute::Attachment: return; // attachments come with their character
+    }
+    addAttributes(attributes, range);
+}
+
 void MVTextStorage::removeAttribute(MVAttribute key, MVRange range)
 {
     const MVRange clipped = MVIntersectionRange(range, MVRange{0, length()});

@@ -64,6 +64,9 @@ public:
     void setAttributes(const MVTextAttributes &attributes, MVRange range);
     void addAttributes(const MVTextAttributes &attributes, MVRange range);
     void removeAttribute(MVAttribute key, MVRange range);
+    // Adds one attribute: a pointer for Parser, a QRgb for the colours,
+    // trait bits for FontTraits; MultiLine needs no value.
+    void addAttribute(MVAttribute key, quint64 value, MVRange range);
     // The value at index (nothing at or past the end, with the range {0, 0}),
     // and a range around index with that same value.
     MVAttributeValue attribute(MVAttribute key, qsizetype index, MVRange *effectiveRange = nullptr) const;

@@ -32,7 +32,7 @@ void MVUndoManager::endUndoGrouping()
             parent.steps.push_back(std::move(step));
         if (!group->actionName.isEmpty())
             parent.actionName = group->actionName;
-        parent.neutral = parent.neutral || group->neutral;
+        parent.innerCounts = parent.innerCounts || _counts(*group);
         return;
     }
     _closeGroup(std::move(group));
@@ -44,6 +44,7 @@ void MVUndoManager::_closeGroup(std::unique_ptr<Group> group)
         return;
     group->identifier = _nextIdentifier++;
     group->revisionBefore = _revision;
+    group->neutral = !_counts(*group);
     group->revisionAfter = group->neutral ? _revision : _nextRevision++;
     _revision = group->revisionAfter;
     _undoStack.push_back(std::move(group));
@@ -66,6 +67,7 @@ void MVUndoManager::registerUndo(Step step)
             // A step on its own is a group of its own.
             beginUndoGrouping();
             _openGroups.back()->steps.push_back(std::move(step));
+            _openGroups.back()->ownSteps = true;
             endUndoGrouping();
             return;
         }
@@ -81,6 +83,7 @@ void MVUndoManager::registerUndo(Step step)
         });
     }
     _openGroups.back()->steps.push_back(std::move(step));
+    _openGroups.back()->ownSteps = true;
 }
 
 void MVUndoManager::enableUndoRegistration()

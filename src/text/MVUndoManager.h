@@ -51,7 +51,8 @@ public:
 
     // The action name of the group being built (or of the last one closed).
     void setActionName(const QString &name);
-    // Marks the group being built as one that does not count as a change.
+    // Marks the group being built as one whose own steps do not count as a
+    // change. A group counts if any step in it, or in a group inside it, does.
     void setGroupIsNeutral(bool neutral = true);
 
     bool canUndo() const;
@@ -86,13 +87,16 @@ private:
     {
         std::vector<Step> steps;
         QString actionName;
-        bool neutral = false;
+        bool neutral = false;      // the steps registered in this group itself do not count
+        bool ownSteps = false;     // steps were registered in this group itself
+        bool innerCounts = false;  // an inner group brought steps that count
         std::uint64_t identifier = 0;
         std::uint64_t revisionBefore = 0;
         std::uint64_t revisionAfter = 0;
     };
 
     void _closeGroup(std::unique_ptr<Group> group);
+    static bool _counts(const Group &group) { return group.innerCounts || (group.ownSteps && !group.neutral); }
     void _run(std::vector<std::unique_ptr<Group>> &from, bool undoing);
     void _notify();
 

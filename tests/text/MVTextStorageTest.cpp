@@ -165,6 +165,10 @@ TEST(MVTextStorage, AttributesAtOrPastTheEndAreEmpty)
     EXPECT_EQ(range, (MVRange{0, 0}));
     EXPECT_TRUE(storage.attribute(MVAttribute::MultiLine, 1, &range, {0, 1}).isSet);
     EXPECT_EQ(range, (MVRange{0, 1}));
+    const int parser = 0;
+    storage.addAttribute(MVAttribute::Parser, quint64(quintptr(&parser)), {1, 1});
+    EXPECT_EQ(storage.attribute(MVAttribute::Parser, 1).pointer(), &parser);
+    EXPECT_FALSE(storage.attribute(MVAttribute::Parser, 0, &range).isSet);
 }
 
 TEST(MVTextStorage, InsertedTextTakesTheAttributesBeforeIt)

@@ -163,3 +163,29 @@ TEST(MVUndoManager, CoalescingAddsToTheLastGroupAndGivesANewRevision)
     doc.undo.undo();
     EXPECT_EQ(doc.text, QString()); // both typed characters in one step
 }
+
+TEST(MVUndoManager, AGroupCountsWhenAnyStepInsideItCounts)
+{
+    Document doc;
+    const auto start = doc.undo.revision();
+    // A fold inside a real edit: the whole step is a change.
+    doc.undo.beginUndoGrouping();
+    doc.setText(QStringLiteral("x"));
+    doc.edit(QStringLiteral("x<fold>"), QStringLiteral("Collapse Region"), true);
+    doc.undo.setActionName(QStringLiteral("Replace All"));
+    doc.undo.endUndoGrouping();
+    EXPECT_NE(doc.undo.revision(), start);
+    // A neutral outer group with a real edit inside also counts.
+    const auto before = doc.undo.revision();
+    doc.undo.beginUndoGrouping();
+    doc.undo.setGroupIsNeutral();
+    doc.edit(QStringLiteral("y"), QStringLiteral("Typing"));
+    doc.undo.endUndoGrouping();
+    EXPECT_NE(doc.undo.revision(), before);
+    // Only neutral steps: no change.
+    const auto clean = doc.undo.revision();
+    doc.undo.beginUndoGrouping();
+    doc.edit(QStringLiteral("y<fold>"), QStringLiteral("Collapse Region"), true);
+    doc.undo.endUndoGrouping();
+    EXPECT_EQ(doc.undo.revision(), clean);
+}
