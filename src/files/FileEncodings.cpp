@@ -396,7 +396,7 @@ std::optional<QString> createWithContentsOfFile(const QString &path, MVStringEnc
     } else {
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly)) {
-            const bool denied = file.error() == QFileDevice::PermissionsError;
+            const bool denied = file.error() == QFileDevice::PermissionsError || !info.isReadable();
             failure = readError(path, denied ? FileReadNoPermissionError : FileReadUnknownError, file.errorString());
         } else {
             QByteArray data = file.readAll();

@@ -8,6 +8,7 @@
 #include <QFile>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace FileEncodings;
 
@@ -347,6 +348,12 @@ TEST(FileEncodings, FilesThatAreEmptyTinyOrUnreadable)
     const QString fifo = dir.file("pipe");
     ASSERT_EQ(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     unreadable(fifo, FileReadUnknownError);
+    // Permission bits do not stop root, so this case holds for other users only.
+    if (geteuid() != 0) {
+        const QString locked = dir.write("locked.html", "<p>secret</p>\n");
+        ASSERT_EQ(chmod(QFile::encodeName(locked).constData(), 0), 0);
+        unreadable(locked, FileReadNoPermissionError);
+    }
 }
 
 TEST(FileEncodings, ByteOrderMarksAreKeptForTheSave)
