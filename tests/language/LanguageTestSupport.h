@@ -1,0 +1,103 @@
+#pragma once
+
+#include "app/Defaults.h"
+#include "platform/MVPropertyList.h"
+#include "platform/MVUserDefaults.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QVariantMap>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace LanguageTest {
+
+inline QString userDirectory(const QString &name)
+{
+    return Defaults::tildePath() + QLatin1Char('/') + name;
+}
+
+inline void removeTree(const QString &path)
+{
+    std::error_code ec;
+    std::filesystem::remove_all(QFile::encodeName(path).constData(), ec);
+}
+
+inline QVariantMap info(const QString &bundleID, const QString &title, const QStringList &types = {})
+{
+    QVariantMap map{{QStringLiteral("CFBundleIdentifier"), bundleID}, {QStringLiteral("CFBundleName"), title}};
+    if (!types.isEmpty())
+        map.insert(QStringLiteral("file-types"), types);
+    return map;
+}
+
+// A bundle directory with its Info.plist and, when a parser identifier is
+// given, a "syntax.plist" naming it.
+inline QString writeBundle(const QString &directory, const QString &name, const QVariantMap &infoPlist,
+                           const QString &parserID = QString(), const QVariantMap &extraSyntax = {})
+{
+    const QString path = directory + QLatin1Char('/') + name + QStringLiteral(".mvbundle");
+    EXPECT_TRUE(MVPropertyList::writeFile(infoPlist, path + QStringLiteral("/Contents/Info.plist"),
+                                          MVPropertyList::XMLFormat));
+    if (!parserID.isEmpty() || !extraSyntax.isEmpty()) {
+        QVariantMap syntax = extraSyntax;
+        if (!parserID.isEmpty())
+            syntax.insert(QStringLiteral("format-id"), parserID);
+        EXPECT_TRUE(MVPropertyList::writeFile(syntax, path + QStringLiteral("/Contents/syntax.plist"),
+                                              MVPropertyList::BinaryFormat));
+    }
+    return path;
+}
+
+inline QVariantMap theme(const QString &id, const QString &title, const QString &background = QStringLiteral("#ffffff"),
+                         const QVariantList &styles = {})
+{
+    return QVariantMap{
+        {QStringLiteral("id"), id},
+        {QStringLiteral("format-title"), title},
+        {QStringLiteral("global-settings"),
+         QVariantMap{{QStringLiteral("background"), background},
+                     {QStringLiteral("foreground"), QStringLiteral("#000000")},
+                     {QStringLiteral("insertion-point"), QStringLiteral("#000000")},
+                     {QStringLiteral("invisibles"), QStringLiteral("#888888")},
+                     {QStringLiteral("selection"), QStringLiteral("#ccddff")}}},
+        {QStringLiteral("styles"), styles},
+    };
+}
+
+inline QVariantMap style(const QString &id, const QString &foreground)
+{
+    return QVariantMap{{QStringLiteral("id"), id}, {QStringLiteral("foreground"), foreground}};
+}
+
+// Application resources in a scratch directory, an empty user folder and no
+// stored choices: each test starts from a clean installation.
+class ResourcesFixture : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Defaults::setResourcesPathForTesting(resources.path());
+        cleanUser();
+    }
+    void TearDown() override
+    {
+        Defaults::setResourcesPathForTesting(QString());
+        cleanUser();
+    }
+    static void cleanUser()
+    {
+        removeTree(userDirectory(QStringLiteral("Bundles")));
+        removeTree(userDirectory(QStringLiteral("Themes")));
+        for (const char *key : {"MVHiddenBundles", "MVHiddenThemes", "MVCurrentThemeID"})
+            MVUserDefaults::standard().removeObject(QString::fromLatin1(key));
+    }
+    QString shippedBundles() const { return resources.file(QStringLiteral("Bundles")); }
+    QString shippedThemes() const { return resources.file(QStringLiteral("Themes")); }
+
+    MVScratchDir resources;
+};
+
+} // namespace LanguageTest
