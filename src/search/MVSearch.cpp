@@ -53,6 +53,40 @@ QStringView groupText(QStringView subject, const MVRegexMatch &match, qint64 gro
     return subject.mid(range.location, range.length);
 }
 
+char16_t folded(char16_t c)
+{
+    if (c < 0x80)
+        return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c;
+    return QChar::toCaseFolded(c);
+}
+
+// Case-insensitive search. Qt's own folds the text afresh for every
+// candidate position; this looks for the folded first character in a tight
+// loop and compares the whole needle only there.
+qsizetype caselessIndexOf(QStringView haystack, QStringView needle, bool reverse)
+{
+    const char16_t first = needle[0].unicode();
+    if (QChar::isSurrogate(first))
+        return reverse ? haystack.lastIndexOf(needle, haystack.size(), Qt::CaseInsensitive)
+                       : haystack.indexOf(needle, 0, Qt::CaseInsensitive);
+    const char16_t key = folded(first);
+    const char16_t *units = haystack.utf16();
+    const qsizetype last = haystack.size() - needle.size();
+    auto matchesAt = [&](qsizetype i) {
+        return folded(units[i]) == key && haystack.mid(i, needle.size()).compare(needle, Qt::CaseInsensitive) == 0;
+    };
+    if (reverse) {
+        for (qsizetype i = last; i >= 0; --i)
+            if (matchesAt(i))
+                return i;
+    } else {
+        for (qsizetype i = 0; i <= last; ++i)
+            if (matchesAt(i))
+                return i;
+    }
+    return -1;
+}
+
 bool isLineStart(QStringView string, qsizetype index)
 {
     return index == 0 || string[index - 1] == u'\n' || string[index - 1] == u'\r';
@@ -175,9 +209,11 @@ MVRange MVSearch::_plainMatch(QStringView string, MVRange range, bool reverse) c
     const qsizetype location = std::clamp<qsizetype>(range.location, 0, string.size());
     const qsizetype length = std::clamp<qsizetype>(range.length, 0, string.size() - location);
     const QStringView scope = string.mid(location, length);
-    const Qt::CaseSensitivity sensitivity = _caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
-    const qsizetype found = reverse ? scope.lastIndexOf(QStringView(_search), scope.size(), sensitivity)
-                                    : scope.indexOf(QStringView(_search), 0, sensitivity);
+    qsizetype found;
+    if (!_caseSensitive)
+        found = caselessIndexOf(scope, _search, reverse);
+    else
+        found = reverse ? scope.lastIndexOf(QStringView(_search), scope.size()) : scope.indexOf(QStringView(_search));
     if (found < 0)
         return MVRange::notFound();
     return {location + found, _search.size()};
@@ -219,7 +255,7 @@ int MVSearch::replaceAllInString(QString &string) const
             result.reserve(string.size() + string.size() / 8);
         result.append(QStringView(string).mid(copied, range->location - copied));
         if (_isRegex)
-            result.append(replacementForMatch(string, match, _replace));
+            _appendReplacementForMatch(result, string, match, _replace);
         else
             result.append(_replace);
         copied = range->end();
@@ -232,10 +268,21 @@ int MVSearch::replaceAllInString(QString &string) const
     return count;
 }
 
-std::optional<QString> MVSearch::_replacementForRange(QStringView string, MVRange range) const
+std::optional<QString> MVSearch::replacementForRange(QStringView string, MVRange range) const
 {
-    if (!_isRegex)
+    if (range.location < 0 || range.length < 0 || range.end() > string.size())
+        return std::nullopt;
+    if (!_isRegex) {
+        const Qt::CaseSensitivity sensitivity = _caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
+        if (_search.isEmpty() || string.mid(range.location, range.length).compare(_search, sensitivity) != 0)
+            return std::nullopt;
         return _replace;
+    }
+    return _replacementForMatchedRange(string, range);
+}
+
+std::optional<QString> MVSearch::_replacementForMatchedRange(QStringView string, MVRange range) const
+{
     if (!_regex)
         return std::nullopt;
     // The match that made the range saw the text after it too, and knew
@@ -267,7 +314,8 @@ int MVSearch::replaceRanges(const std::vector<MVRange> &ranges, QString &string,
         const QStringView text = QStringView(string).mid(range.location, range.length);
         if (doubleCheck && !matchesString(text))
             continue;
-        const std::optional<QString> replacement = _replacementForRange(string, range);
+        const std::optional<QString> replacement =
+            _isRegex ? _replacementForMatchedRange(string, range) : std::optional<QString>(_replace);
         if (!replacement)
             continue;
         if (count == 0)
@@ -306,6 +354,13 @@ QString MVSearch::replacementForMatch(QStringView subject, const MVRegexMatch &m
 {
     QString result;
     result.reserve(replacement.size() + match.rangeForCapture(0).length);
+    _appendReplacementForMatch(result, subject, match, replacement);
+    return result;
+}
+
+void MVSearch::_appendReplacementForMatch(QString &result, QStringView subject, const MVRegexMatch &match,
+                                          QStringView replacement)
+{
     const qsizetype size = replacement.size();
     qsizetype i = 0;
     while (i < size) {
@@ -337,7 +392,6 @@ QString MVSearch::replacementForMatch(QStringView subject, const MVRegexMatch &m
             i = end;
         }
     }
-    return result;
 }
 
 MVRange MVSearch::firstMatchInUTF8Data(const QByteArray &data, MVRange range) const

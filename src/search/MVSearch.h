@@ -101,6 +101,12 @@ public:
     // the text (so that a raw template never reaches the user's text).
     std::optional<QString> replacementForString(QStringView matchedText) const;
     std::optional<QString> replacementForString(QStringView matchedText, const QString &replacement) const;
+    // The replacement for a range of string that should be exactly one
+    // match: for a regular expression, expanded from the match that covers
+    // exactly that range, seen in its context; for a plain search, the
+    // template when the range's text is the search string. Nothing when the
+    // range is not such a match.
+    std::optional<QString> replacementForRange(QStringView string, MVRange range) const;
     // The template expanded from a match in subject (absolute ranges).
     static QString replacementForMatch(QStringView subject, const MVRegexMatch &match, QStringView replacement);
 
@@ -121,8 +127,10 @@ public:
     static int _replacementParseStep(qsizetype index, qint16 character, qsizetype *context);
 
 private:
+    static void _appendReplacementForMatch(QString &result, QStringView subject, const MVRegexMatch &match,
+                                           QStringView replacement);
+    std::optional<QString> _replacementForMatchedRange(QStringView string, MVRange range) const;
     MVRange _plainMatch(QStringView string, MVRange range, bool reverse) const;
-    std::optional<QString> _replacementForRange(QStringView string, MVRange range) const;
 
     std::shared_ptr<MVRegex> _regex;
     QString _search;
