@@ -1,0 +1,78 @@
+#include "search/MVSearchTextView.h"
+
+#include "search/MVSearch.h"
+
+#include <algorithm>
+
+MVSearchTextView::~MVSearchTextView() = default;
+
+MVRange MVSearchTextView::nextFoldedBlock(qsizetype, QString *) const
+{
+    return MVRange::notFound();
+}
+
+MVRange MVSearchTextView::previousFoldedBlock(qsizetype, QString *) const
+{
+    return MVRange::notFound();
+}
+
+void MVSearchTextView::expandFoldedBlock(qsizetype)
+{
+}
+
+MVRange MVSearchTextView::nextRangeForSearch(const MVSearch &search)
+{
+    const QString text = string();
+    const qsizetype length = text.size();
+    const MVRange selection = selectedRange();
+    const qsizetype after = std::clamp<qsizetype>(selection.end(), 0, length);
+
+    // The rest of the text after the selection; folded text is not looked
+    // at on this path.
+    const MVRange found = search.firstMatchInString(text, {after, length - after});
+    if (!found.isNotFound())
+        return found;
+    if (length == 0)
+        return MVRange::notFound();
+
+    // Wrapped round: the text before the selection.
+    const qsizetype before = std::clamp<qsizetype>(selection.location, 0, length);
+    const MVRange wrapped = search.firstMatchInString(text, {0, before});
+
+    // A folded block before that match hides text that comes first: its
+    // match wins, and without one there is none.
+    QString hidden;
+    const MVRange block = nextFoldedBlock(0, &hidden);
+    if (block.isNotFound() || block.location >= wrapped.location)
+        return wrapped;
+    const MVRange inside = search.firstMatchInString(hidden, {0, hidden.size()});
+    if (inside.isNotFound())
+        return MVRange::notFound();
+    expandFoldedBlock(block.location);
+    return {block.location + inside.location, inside.length};
+}
+
+MVRange MVSearchTextView::previousRangeForSearch(const MVSearch &search)
+{
+    const QString text = string();
+    const qsizetype length = text.size();
+    const MVRange selection = selectedRange();
+    const qsizetype before = std::clamp<qsizetype>(selection.location, 0, length);
+    const qsizetype after = std::clamp<qsizetype>(selection.end(), 0, length);
+
+    QString hidden;
+    MVRange found = search.firstMatchInString(text, {0, before}, true);
+    MVRange block = previousFoldedBlock(std::max<qsizetype>(before - 1, 0), &hidden);
+    if (found.isNotFound()) {
+        // Wrapped round: the text after the selection.
+        found = search.firstMatchInString(text, {after, length - after}, true);
+        block = previousFoldedBlock(std::max<qsizetype>(length - 1, 0), &hidden);
+    }
+    if (found.isNotFound() || block.isNotFound() || found.location >= block.location)
+        return found;
+    const MVRange inside = search.firstMatchInString(hidden, {0, hidden.size()}, true);
+    if (inside.isNotFound())
+        return MVRange::notFound();
+    expandFoldedBlock(block.location);
+    return {block.location + inside.location, inside.length};
+}
