@@ -111,10 +111,9 @@ void MVTextView::setText(MVTextBuffer &&buffer)
 {
     breakUndoCoalescing();
     const MVRange old = _selection;
-    MVTextAttributes plain;
-    plain.setForeground(_textColor);
-    _storage->setBuffer(std::move(buffer), plain);
-    _widestChars = _storage->buffer().longestLineLength();
+    // The widest line is measured again as the storage reports the edit.
+    _widestChars = 0;
+    _storage->setBuffer(std::move(buffer));
     _lineCount = _storage->buffer().lineCount();
     _clearLayouts();
     const qsizetype length = _storage->length();
@@ -471,6 +470,7 @@ void MVTextView::setTextColor(const QColor &color)
 void MVTextView::setBackgroundColor(const QColor &color)
 {
     _backgroundColor = color;
+    _clearLayouts();
     viewport()->update();
 }
 
@@ -609,7 +609,9 @@ QTextLayout *MVTextView::_layout(qsizetype line, int segment) const
             format.setForeground(QColor::fromRgba(attributes.foreground()));
             any = true;
         }
-        if (attributes.has(MVAttribute::BackgroundColor)) {
+        // A background equal to the view's own is left out, so that the
+        // current line and the selection show through it.
+        if (attributes.has(MVAttribute::BackgroundColor) && attributes.background() != _backgroundColor.rgba()) {
             format.setBackground(QColor::fromRgba(attributes.background()));
             any = true;
         }

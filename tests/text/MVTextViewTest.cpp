@@ -457,3 +457,27 @@ TEST(MVTextView, SpecialCodePointsRoundTripThroughLoadEditAndSave)
     key(view, Qt::Key_Backspace);
     EXPECT_EQ(view.textStorage()->fullString().toUtf8(), specials.toUtf8());
 }
+
+TEST(MVTextView, PaintsStorageColoursSelectionAndCurrentLine)
+{
+    ShownView shown(QStringLiteral("plain marked\nsecond\n"));
+    MVTextView &view = shown.view;
+    view.setCurrentLineColor(QColor(0, 0, 255));
+    view.setSelectionColor(QColor(0, 255, 0));
+    view.textStorage()->addAttributes(MVTextAttributes().setBackground(QColor(255, 255, 0)), {6, 6});
+    view.setSelectedRange({13, 0}); // caret on the second line
+
+    auto colourAt = [&view](QPointF point) {
+        const QImage image = view.viewport()->grab().toImage();
+        return image.pixelColor(point.toPoint());
+    };
+    const QPointF marked = pointOf(view, 8);
+    EXPECT_EQ(colourAt(QPointF(marked.x(), view.cursorRectForIndex(8).top() + 1)), QColor(255, 255, 0));
+    const QRect second = view.cursorRectForIndex(13);
+    EXPECT_EQ(colourAt(QPointF(view.viewport()->width() - 5, second.center().y())), QColor(0, 0, 255));
+
+    view.setSelectedRange({0, 3});
+    EXPECT_EQ(colourAt(QPointF(pointOf(view, 1).x(), view.cursorRectForIndex(1).top() + 1)), QColor(0, 255, 0));
+    // No current line while there is a selection.
+    EXPECT_EQ(colourAt(QPointF(view.viewport()->width() - 5, second.center().y())), view.backgroundColor());
+}
