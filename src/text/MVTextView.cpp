@@ -120,6 +120,7 @@ void MVTextView::setText(MVTextBuffer &&buffer)
     _selection = MVRange{qMin(old.location, length), 0};
     _anchor = _selection.location;
     _topLine = qMin(_topLine, _storage->buffer().lineCount() - 1);
+    _topSegment = 0;
     _topRow = 0;
     _updateScrollBars();
     viewport()->update();
@@ -329,6 +330,10 @@ void MVTextView::_storageEdited()
             _updateWidest(first, last);
         }
         _topLine = qMin(_topLine, buffer.lineCount() - 1);
+        if (_wraps && _topSegment >= _segmentCount(_topLine)) {
+            _topSegment = 0;
+            _topRow = 0;
+        }
         _updateScrollBars();
     } else if (edited.location != MVNotFound) {
         const qsizetype first = buffer.lineForPosition(edited.location);
@@ -441,6 +446,7 @@ void MVTextView::setWrapsText(bool wraps)
     if (_wraps == wraps)
         return;
     _wraps = wraps;
+    _topSegment = 0;
     _topRow = 0;
     _clearLayouts();
     _updateScrollBars();
@@ -652,17 +658,6 @@ QTextLayout *MVTextView::_layout(qsizetype line, int segment) const
     return result;
 }
 
-int MVTextView::_rowCount(qsizetype line) const
-{
-    if (!_wraps)
-        return 1;
-    int rows = 0;
-    const int count = _segmentCount(line);
-    for (int k = 0; k < count; ++k)
-        rows += qMax(1, _layout(line, k)->lineCount());
-    return rows;
-}
-
 void MVTextView::_invalidateLayouts(qsizetype fromLine, qsizetype toLine)
 {
     for (auto it = _layouts.begin(); it != _layouts.end();) {
@@ -729,19 +724,17 @@ std::vector<MVTextView::Row> MVTextView::_rows(qreal height) const
         return rows;
     }
     int skip = _topRow;
-    for (qsizetype line = _topLine; line < lines && y < height; ++line) {
+    int k = _topSegment;
+    for (qsizetype line = _topLine; line < lines && y < height; ++line, k = 0) {
         const int count = _segmentCount(line);
-        for (int k = 0; k < count && y < height; ++k) {
+        for (; k < count && y < height; ++k) {
             const QTextLayout *layout = _layout(line, k);
             const int textLines = qMax(1, layout->lineCount());
-            for (int i = 0; i < textLines && y < height; ++i) {
-                if (skip > 0) {
-                    --skip;
-                    continue;
-                }
+            for (int i = qMin(skip, textLines - 1); i < textLines && y < height; ++i) {
                 rows.push_back(Row{line, k, i, y});
                 y += _lineHeight;
             }
+            skip = 0;
         }
     }
     return rows;
@@ -785,7 +778,7 @@ QRectF MVTextView::_caretRect(qsizetype index, bool *visible) const
     }
     if (visible)
         *visible = false;
-    const bool above = line < _topLine || (line == _topLine && (k == 0 && rowInSegment < _topRow));
+    const bool above = line < _topLine || (line == _topLine && (k < _topSegment || (k == _topSegment && rowInSegment < _topRow)));
     return QRectF(x, above ? -_lineHeight : viewport()->height(), CaretWidth, _lineHeight);
 }
 
@@ -901,31 +894,30 @@ void MVTextView::scrollRangeToVisible(MVRange range)
         if (!visible) {
             if (_wraps) {
                 const bool below = rect.top() >= 0;
-                _topLine = line;
-                _topRow = 0;
                 // Put the caret's row at the top; coming from above, back up
                 // so that it ends at the bottom instead.
                 const int k = _segmentOf(line, index);
-                for (int s = 0; s < k; ++s)
-                    _topRow += qMax(1, _layout(line, s)->lineCount());
                 const QTextLine textLine = _layout(line, k)->lineForTextPosition(int(index - _segment(line, k).start));
-                if (textLine.isValid())
-                    _topRow += textLine.lineNumber();
-                if (below) {
-                    int up = visibleRows - 1;
-                    while (up > 0) {
-                        if (up <= _topRow) {
-                            _topRow -= up;
-                            break;
-                        }
-                        up -= _topRow + 1;
-                        if (_topLine == 0) {
-                            _topRow = 0;
-                            break;
-                        }
-                        --_topLine;
-                        _topRow = _rowCount(_topLine) - 1;
+                _topLine = line;
+                _topSegment = k;
+                _topRow = textLine.isValid() ? textLine.lineNumber() : 0;
+                int up = below ? visibleRows - 1 : 0;
+                while (up > 0) {
+                    if (up <= _topRow) {
+                        _topRow -= up;
+                        break;
                     }
+                    up -= _topRow + 1;
+                    if (_topSegment > 0) {
+                        --_topSegment;
+                    } else if (_topLine > 0) {
+                        --_topLine;
+                        _topSegment = _segmentCount(_topLine) - 1;
+                    } else {
+                        _topRow = 0;
+                        break;
+                    }
+                    _topRow = qMax(1, _layout(_topLine, _topSegment)->lineCount()) - 1;
                 }
             } else if (line < _topLine) {
                 _topLine = line;
@@ -1116,7 +1108,8 @@ void MVTextView::scrollContentsBy(int dx, int dy)
     Q_UNUSED(dx);
     if (dy != 0) {
         _topLine = verticalScrollBar()->value();
-        _topRow = 0;
+        _topSegment = 0;
+    _topRow = 0;
     }
     viewport()->update();
     if (_ruler)

@@ -191,7 +191,6 @@ private:
     QTextLayout *_layout(qsizetype line, int segment) const;
     qreal _segmentX(int segment) const;
     qreal _wrapWidth() const;
-    int _rowCount(qsizetype line) const;
     std::vector<Row> _rows(qreal height) const;
     void _invalidateLayouts(qsizetype fromLine, qsizetype toLine);
     void _clearLayouts();
@@ -222,7 +221,9 @@ private:
     qsizetype _anchor = 0;
     qreal _goalX = -1;
     qsizetype _topLine = 0;
-    int _topRow = 0; // wrapped rows of _topLine above the viewport
+    // With wrapping, the top row is row _topRow of segment _topSegment of _topLine.
+    int _topSegment = 0;
+    int _topRow = 0;
 
     QFont _font;
     qreal _lineHeight = 16;

@@ -481,3 +481,34 @@ TEST(MVTextView, PaintsStorageColoursSelectionAndCurrentLine)
     // No current line while there is a selection.
     EXPECT_EQ(colourAt(QPointF(view.viewport()->width() - 5, second.center().y())), view.backgroundColor());
 }
+
+TEST(MVTextView, WrappedFiveMegabyteLineScrollsToItsEndWithoutLayingOutAll)
+{
+    const QString line = QString(QStringLiteral("abc def ")).repeated(5 * 1000 * 1000 / 8);
+    ShownView shown(line);
+    MVTextView &view = shown.view;
+    view.setWrapsText(true);
+    view.viewport()->repaint();
+    const qint64 before = view.layoutCount();
+    key(view, Qt::Key_End, Qt::ControlModifier);
+    view.viewport()->repaint();
+    EXPECT_TRUE(view.cursorRect().isValid());
+    EXPECT_LT(view.layoutCount() - before, 40);
+    key(view, Qt::Key_Up);
+    key(view, Qt::Key_Home, Qt::ControlModifier);
+    EXPECT_TRUE(view.cursorRect().isValid());
+    EXPECT_EQ(view.visibleLineFragments().front().range.location, 0);
+}
+
+TEST(MVTextView, EditsMadeDirectlyInTheStorageKeepTheSelectionOnItsText)
+{
+    ShownView shown(QStringLiteral("0123456789"));
+    MVTextView &view = shown.view;
+    view.setSelectedRange({4, 2});
+    view.textStorage()->replaceCharacters({0, 0}, QStringLiteral("ab"));
+    EXPECT_EQ(view.selectedRange(), (MVRange{6, 2}));
+    view.textStorage()->replaceCharacters({8, 2}, QStringLiteral("x"));
+    EXPECT_EQ(view.selectedRange(), (MVRange{6, 2}));
+    view.textStorage()->replaceCharacters({0, 7}, QString());
+    EXPECT_EQ(view.selectedRange(), (MVRange{0, 1}));
+}
