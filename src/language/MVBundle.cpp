@@ -156,6 +156,8 @@ void MVBundle::loadDefinitions()
 
 void MVBundle::loadParser()
 {
+    if (path().isEmpty())
+        return;
     const QString contents = path() + QStringLiteral("/Contents/");
     const auto syntax = readDefinition(contents + QStringLiteral("syntax.plist"), QMetaType::QVariantMap);
     if (!syntax)
@@ -170,6 +172,8 @@ void MVBundle::loadParser()
 
 void MVBundle::loadCodeHinting()
 {
+    if (path().isEmpty())
+        return;
     const auto plist = readDefinition(path() + QStringLiteral("/Contents/hinting.plist"), QMetaType::QVariantMap);
     auto hinting = plist ? MVDefinitionRegistry::makeCodeHinting(this, plist->toMap()) : nullptr;
     std::lock_guard lock(_mutex);
@@ -182,6 +186,8 @@ void MVBundle::loadCodeCompletion()
         std::lock_guard lock(_mutex);
         _codeCompletion.reset();
     }
+    if (path().isEmpty())
+        return;
     const auto plist = readDefinition(path() + QStringLiteral("/Contents/completion.plist"), QMetaType::QVariantMap);
     auto completion = plist ? MVDefinitionRegistry::makeCodeCompletion(this, plist->toMap()) : nullptr;
     std::lock_guard lock(_mutex);

@@ -208,11 +208,11 @@ bool MVTheme::commit(QString *error)
     if (!_modified)
         return true;
     const QString directory = userThemesDirectory();
+    const QString id = identifier();
     QString target;
     if (!_path.isEmpty() && isInsideDirectory(_path, directory)) {
         target = _path;
     } else {
-        const QString id = identifier();
         QString name = isSafeFileName(id) ? id : newUUID();
         target = directory + QLatin1Char('/') + name + QStringLiteral(".plist");
         // Never write over the file of another theme that happens to have the name.

@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <atomic>
+
 using namespace LanguageTest;
 
 namespace {
@@ -284,4 +286,33 @@ TEST_F(MVBundleTest, ImagesComeFromTheResourcesAndAreCached)
     EXPECT_EQ(bundle->imageNamed(QStringLiteral("dot.png")).size(), QSize(4, 3));
     EXPECT_TRUE(bundle->imageNamed(QStringLiteral("bad.png")).isNull());
     EXPECT_TRUE(bundle->imageNamed(QStringLiteral("../Info.plist")).isNull());
+}
+
+TEST_F(MVBundleTest, TheIndexerIsReadAgainWhenThePreferencesClose)
+{
+    struct Indexer : MVBundleDefinition
+    {
+        explicit Indexer(int generation) : generation(generation) {}
+        bool commitToPath(const QString &) override { return true; }
+        int generation;
+    };
+    static std::atomic<int> made{0};
+    MVDefinitionRegistry::registerCodeIndexer([](MVBundle *, const QVariant &) { return std::make_shared<Indexer>(++made); });
+    const QString path = writeBundle(shippedBundles(), QStringLiteral("Idx"), info(QStringLiteral("com.example.idx"), QStringLiteral("Idx")));
+    MVPropertyList::writeFile(QVariantMap{{QStringLiteral("extensions"), QStringList{QStringLiteral("idx")}}},
+                              path + QStringLiteral("/Contents/indexer.plist"), MVPropertyList::XMLFormat);
+
+    auto bundle = MVBundle::initWithPath(path, false);
+    ASSERT_TRUE(bundle->codeIndexer<Indexer>());
+    const int first = bundle->codeIndexer<Indexer>()->generation;
+    MVNotificationCenter::defaultCenter().post(QStringLiteral("MorvelPrefsClosed"));
+    ASSERT_TRUE(bundle->codeIndexer<Indexer>());
+    EXPECT_GT(bundle->codeIndexer<Indexer>()->generation, first);
+
+    // A bundle that is gone no longer hears the notification.
+    bundle.reset();
+    const int before = made.load();
+    MVNotificationCenter::defaultCenter().post(QStringLiteral("MorvelPrefsClosed"));
+    EXPECT_EQ(made.load(), before);
+    MVDefinitionRegistry::registerCodeIndexer({});
 }
