@@ -31,7 +31,7 @@ constexpr qsizetype SegmentLength = 1024;
 constexpr qreal TextMargin = 3;
 constexpr int CaretWidth = 2;
 // Cached layouts beyond this many are dropped (the visible ones come back).
-constexpr qsizetype LayoutCacheLimit = 4000;
+constexpr size_t LayoutCacheLimit = 1500;
 constexpr char16_t ObjectReplacement = 0xFFFC;
 
 quint64 layoutKey(qsizetype line, int segment)
