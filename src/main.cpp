@@ -3,6 +3,7 @@
 #include "files/MVMultiFileDocument.h"
 #include "files/MVSingleFileDocument.h"
 #include "platform/MVSingleInstance.h"
+#include "projects/MVProjectDocument.h"
 #include "platform/MVStringTable.h"
 #include "platform/MVTerminationSignal.h"
 #include "shell/MVShell.h"
@@ -50,6 +51,7 @@ int main(int argc, char **argv)
     MVDocumentController &controller = MVDocumentController::sharedController();
     controller.registerDocumentClass(MVDocumentKind::SingleFile, [] { return std::make_shared<MVSingleFileDocument>(); });
     controller.registerDocumentClass(MVDocumentKind::MultiFile, [] { return std::make_shared<MVMultiFileDocument>(); });
+    controller.registerDocumentClass(MVDocumentKind::Project, [] { return std::make_shared<MVProjectDocument>(); });
     MVShell shell;
     controller.setShell(&shell);
     instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });

@@ -1,0 +1,47 @@
+#include "projects/MVProjectDocument.h"
+
+#include "app/MVDocumentController.h"
+#include "files/MVRootFile.h"
+
+#include <QFileInfo>
+
+MVProjectDocument::~MVProjectDocument()
+{
+    if (_root)
+        _root->clearReferences();
+}
+
+bool MVProjectDocument::readFromFile(const QString &path, MVError *error)
+{
+    const QFileInfo info(path);
+    if (!info.isDir()) {
+        if (error)
+            *error = MVError::morvel(0, QObject::tr("The project “%1” could not be opened.").arg(info.fileName()),
+                                     QObject::tr("Only folders can be opened as projects so far."));
+        return false;
+    }
+    const QString root = MVCanonicalPath(path);
+    setFileName(root);
+    _root = MVRootFile::rootWithPath(root, true);
+    if (!_root) {
+        if (error)
+            *error = MVError::morvel(0, QObject::tr("The folder “%1” could not be opened.").arg(info.fileName()));
+        return false;
+    }
+    return true;
+}
+
+QString MVProjectDocument::displayName() const
+{
+    return QFileInfo(fileName()).fileName();
+}
+
+bool MVProjectDocument::canOpenFile(const QString &path) const
+{
+    return _root && _root->containsPath(MVCanonicalPath(path));
+}
+
+bool MVProjectDocument::showsPath(const QString &canonicalPath) const
+{
+    return canonicalPath == fileName() || MVMultiFileDocument::showsPath(canonicalPath);
+}
