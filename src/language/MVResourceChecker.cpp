@@ -177,7 +177,9 @@ QStringList MVResourceChecker::checkBundles(const QString &bundlesDirectory,
 
     for (const QString &path : entries(bundlesDirectory, QStringLiteral(".mvbundle"), QDir::AllEntries)) {
         QString error;
-        const auto bundle = MVBundle::initWithPath(path, true, &error);
+        // Loaded in full, so that the classes registered for the definition
+        // files read them as the program will.
+        const auto bundle = MVBundle::initWithPath(path, false, &error);
         if (!bundle) {
             problems << error;
             continue;
