@@ -944,6 +944,28 @@ void MVTextView::scrollRangeToVisible(MVRange range)
         _ruler->update();
 }
 
+MVScrollPosition MVTextView::scrollPosition() const
+{
+    return MVScrollPosition{_topLine, _topSegment, _topRow, horizontalScrollBar()->value()};
+}
+
+void MVTextView::setScrollPosition(const MVScrollPosition &position)
+{
+    const qsizetype lines = _storage->buffer().lineCount();
+    _topLine = qBound<qsizetype>(0, position.topLine, lines - 1);
+    _topSegment = 0;
+    _topRow = 0;
+    if (_wraps && position.topSegment < _segmentCount(_topLine)) {
+        _topSegment = qMax(0, position.topSegment);
+        _topRow = qBound(0, position.topRow, qMax(1, _layout(_topLine, _topSegment)->lineCount()) - 1);
+    }
+    _updateScrollBars();
+    horizontalScrollBar()->setValue(position.horizontal);
+    viewport()->update();
+    if (_ruler)
+        _ruler->update();
+}
+
 void MVTextView::_ensureCaretVisible()
 {
     const qsizetype active = _selection.location == _anchor ? _selection.end() : _selection.location;
@@ -1626,6 +1648,23 @@ void MVTextView::mouseDoubleClickEvent(QMouseEvent *event)
     breakUndoCoalescing();
     _dragPending = false;
     const qsizetype index = _indexAt(event->position());
+    if (_delegate) {
+        // The index is the caret position nearest the click: the attachment
+        // may stand on either side of it.
+        for (qsizetype at : {index, index - 1}) {
+            auto cell = at >= 0 ? _storage->attachmentAtIndex(at) : nullptr;
+            if (!cell)
+                continue;
+            const QRect left = cursorRectForIndex(at);
+            const QRect right = cursorRectForIndex(at + 1);
+            const QRect rect(left.left(), left.top(), qMax(1, right.left() - left.left()), left.height());
+            if (rect.adjusted(-1, 0, 1, 0).contains(event->position().toPoint())
+                && _delegate->textViewDoubleClickedOnCell(this, cell, rect, at)) {
+                _selecting = false;
+                return;
+            }
+        }
+    }
     _clickGranularity = 1;
     _clickOrigin = _wordRange(index);
     _setSelection(_clickOrigin, true);

@@ -27,6 +27,16 @@ class QTextLayout;
 
 // One laid-out line piece on screen, in viewport coordinates: what a ruler
 // needs to draw line numbers and markers beside the text.
+// Where the view is scrolled to, to be put back after an edit that should
+// not make the view jump (expanding a fold).
+struct MVScrollPosition
+{
+    qsizetype topLine = 0;
+    int topSegment = 0;
+    int topRow = 0;
+    int horizontal = 0;
+};
+
 struct MVLineFragment
 {
     qsizetype line = 0;  // 0-based line of the text
@@ -74,6 +84,8 @@ public:
     MVRange selectedRange() const { return _selection; }
     void setSelectedRange(MVRange range);
     void scrollRangeToVisible(MVRange range);
+    MVScrollPosition scrollPosition() const;
+    void setScrollPosition(const MVScrollPosition &position);
     void selectAll();
 
     // Ends the typing step, so that the next typed character starts a new one.

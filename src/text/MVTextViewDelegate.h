@@ -2,8 +2,12 @@
 
 #include "platform/MVRange.h"
 
+#include <QRect>
 #include <QString>
 
+#include <memory>
+
+class MVTextAttachment;
 class MVTextView;
 
 // What a text view asks and tells about its changes. Every operation is
@@ -34,6 +38,18 @@ public:
     {
         Q_UNUSED(view);
         Q_UNUSED(oldRange);
+    }
+    // A double click on the character of an attachment (a fold), with the
+    // character's rectangle in the viewport. True means it was handled and
+    // the view selects no word.
+    virtual bool textViewDoubleClickedOnCell(MVTextView *view, const std::shared_ptr<MVTextAttachment> &cell,
+                                             const QRect &rect, qsizetype index)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(cell);
+        Q_UNUSED(rect);
+        Q_UNUSED(index);
+        return false;
     }
     // A key command by name ("insertNewline:", "moveRight:", ...). True means
     // the delegate handled it and the view does nothing more.

@@ -512,3 +512,46 @@ TEST(MVTextView, EditsMadeDirectlyInTheStorageKeepTheSelectionOnItsText)
     view.textStorage()->replaceCharacters({0, 7}, QString());
     EXPECT_EQ(view.selectedRange(), (MVRange{0, 1}));
 }
+
+TEST(MVTextView, DoubleClickOnAFoldGoesToTheDelegateAndScrollPositionsComeBack)
+{
+    struct Expander : MVTextViewDelegate
+    {
+        qsizetype clicked = -1;
+        bool textViewDoubleClickedOnCell(MVTextView *view, const std::shared_ptr<MVTextAttachment> &cell, const QRect &,
+                                         qsizetype index) override
+        {
+            clicked = index;
+            // Expand in place as folding does.
+            view->setSelectedRange({index, 1});
+            view->insertText(cell->string());
+            return true;
+        }
+    };
+    QString text;
+    for (int i = 0; i < 200; ++i)
+        text += QStringLiteral("line %1 {\n  body\n}\n").arg(i);
+    ShownView shown(text);
+    MVTextView &view = shown.view;
+    Expander expander;
+    view.setDelegate(&expander);
+    const qsizetype fold = text.indexOf(QStringLiteral("{\n  body")) + 1;
+    view.setSelectedRange({fold, 8});
+    view.insertAttachment(view.textStorage()->attachmentForRange({fold, 8}));
+    const QPointF at = pointOf(view, fold);
+    mouse(view, QEvent::MouseButtonPress, at);
+    mouse(view, QEvent::MouseButtonRelease, at);
+    mouse(view, QEvent::MouseButtonDblClick, at);
+    mouse(view, QEvent::MouseButtonRelease, at);
+    EXPECT_EQ(expander.clicked, fold);
+    EXPECT_EQ(view.string(), text);
+
+    view.scrollRangeToVisible({text.size() / 2, 0});
+    const MVScrollPosition saved = view.scrollPosition();
+    view.scrollRangeToVisible({0, 0});
+    EXPECT_EQ(view.firstVisibleLine(), 0);
+    view.setScrollPosition(saved);
+    EXPECT_EQ(view.firstVisibleLine(), saved.topLine);
+    EXPECT_GT(saved.topLine, 0);
+    view.setDelegate(nullptr);
+}
