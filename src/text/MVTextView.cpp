@@ -1138,6 +1138,57 @@ void MVTextView::scrollContentsBy(int dx, int dy)
         _ruler->update();
 }
 
+// With wrapping the wheel moves by rows, so that a line taller than the
+// view can be scrolled through; the scroll bar counts whole lines.
+void MVTextView::wheelEvent(QWheelEvent *event)
+{
+    if (!_wraps) {
+        QAbstractScrollArea::wheelEvent(event);
+        return;
+    }
+    const int steps = event->angleDelta().y() / 40; // three rows a notch
+    if (steps != 0)
+        _scrollRows(-steps);
+    event->accept();
+}
+
+void MVTextView::_scrollRows(int rows)
+{
+    const qsizetype lines = _storage->buffer().lineCount();
+    for (; rows > 0; --rows) {
+        if (_topRow + 1 < _layout(_topLine, _topSegment)->lineCount()) {
+            ++_topRow;
+        } else if (_topSegment + 1 < _segmentCount(_topLine)) {
+            ++_topSegment;
+            _topRow = 0;
+        } else if (_topLine + 1 < lines) {
+            ++_topLine;
+            _topSegment = 0;
+            _topRow = 0;
+        } else {
+            break;
+        }
+    }
+    for (; rows < 0; ++rows) {
+        if (_topRow > 0) {
+            --_topRow;
+        } else if (_topSegment > 0) {
+            --_topSegment;
+            _topRow = qMax(1, _layout(_topLine, _topSegment)->lineCount()) - 1;
+        } else if (_topLine > 0) {
+            --_topLine;
+            _topSegment = _segmentCount(_topLine) - 1;
+            _topRow = qMax(1, _layout(_topLine, _topSegment)->lineCount()) - 1;
+        } else {
+            break;
+        }
+    }
+    _updateScrollBars();
+    viewport()->update();
+    if (_ruler)
+        _ruler->update();
+}
+
 bool MVTextView::event(QEvent *event)
 {
     // Tab and Backtab are text commands here, not focus changes.

@@ -164,6 +164,7 @@ protected:
     void dragLeaveEvent(QDragLeaveEvent *event) override;
     void dropEvent(QDropEvent *event) override;
     void scrollContentsBy(int dx, int dy) override;
+    void wheelEvent(QWheelEvent *event) override;
     bool event(QEvent *event) override;
 
 private:
@@ -217,6 +218,7 @@ private:
     void _move(Move move, bool extend);
     void _paintRow(QPainter &painter, const Row &row, const QRectF &clip);
     void _ensureCaretVisible();
+    void _scrollRows(int rows);
     void _restartBlink();
     void _publishPrimarySelection();
     void _pasteText(const QString &text);

@@ -498,6 +498,16 @@ TEST(MVTextView, WrappedFiveMegabyteLineScrollsToItsEndWithoutLayingOutAll)
     key(view, Qt::Key_Home, Qt::ControlModifier);
     EXPECT_TRUE(view.cursorRect().isValid());
     EXPECT_EQ(view.visibleLineFragments().front().range.location, 0);
+
+    // The wheel scrolls through the line row by row.
+    const QPointF middle(100, 100);
+    QWheelEvent wheel(middle, view.viewport()->mapToGlobal(middle), QPoint(), QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(view.viewport(), &wheel);
+    const std::vector<MVLineFragment> fragments = view.visibleLineFragments();
+    EXPECT_EQ(fragments.front().line, 0);
+    EXPECT_GT(fragments.front().range.location, 100);
+    EXPECT_LT(fragments.front().range.location, 2000);
 }
 
 TEST(MVTextView, EditsMadeDirectlyInTheStorageKeepTheSelectionOnItsText)
