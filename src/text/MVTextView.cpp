@@ -128,6 +128,13 @@ void MVTextView::setText(MVTextBuffer &&buffer)
         _ruler->update();
 }
 
+void MVTextView::setEditable(bool editable)
+{
+    _editable = editable;
+    setAttribute(Qt::WA_InputMethodEnabled, editable);
+    setAcceptDrops(editable);
+}
+
 void MVTextView::replaceCharactersInRange(MVRange range, const QString &string)
 {
     _storage->replaceCharacters(range, string);
@@ -149,7 +156,7 @@ bool MVTextView::_changeText(MVRange range, const QString &text, const QString &
                              std::shared_ptr<MVTextAttachment> attachment)
 {
     range = MVIntersectionRange(range, MVRange{0, _storage->length()});
-    if (range.length == 0 && text.isEmpty())
+    if (!_editable || (range.length == 0 && text.isEmpty()))
         return false;
     if (_delegate && !_delegate->textViewShouldChangeTextInRange(this, range, text))
         return false;
@@ -281,12 +288,16 @@ void MVTextView::breakUndoCoalescing()
 
 void MVTextView::undo()
 {
+    if (!_editable)
+        return;
     breakUndoCoalescing();
     _undo->undo();
 }
 
 void MVTextView::redo()
 {
+    if (!_editable)
+        return;
     breakUndoCoalescing();
     _undo->redo();
 }

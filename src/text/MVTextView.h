@@ -68,6 +68,12 @@ public:
     MVTextViewDelegate *delegate() const { return _delegate; }
     void setDelegate(MVTextViewDelegate *delegate) { _delegate = delegate; }
 
+    // A view that is not editable refuses typing, pasting, dropping and its
+    // own undo; programmatic changes (setString, replaceCharactersInRange)
+    // still work.
+    bool isEditable() const { return _editable; }
+    void setEditable(bool editable);
+
     // Text. setString replaces everything without undo or delegate calls.
     QString string() const;
     virtual void setString(const QString &string);
@@ -261,6 +267,7 @@ private:
     std::shared_ptr<TypingRecord> _typing;
     std::uint64_t _typingGroup = 0;
     bool _inUndo = false;
+    bool _editable = true;
     bool _applyingChange = false; // the view sets the selection itself after its own edits
 
     // Mouse.

@@ -140,6 +140,13 @@ TEST(MVTextView, TypingGoesThroughTheDelegateInOrderAndCoalescesIntoOneUndo)
     view.undo();
     EXPECT_EQ(view.string(), QStringLiteral("hi!"));
 
+    // A view that is not editable takes no typing but still moves.
+    view.setEditable(false);
+    type(view, QStringLiteral("x"));
+    key(view, Qt::Key_Backspace);
+    EXPECT_EQ(view.string(), QStringLiteral("hi!"));
+    view.setEditable(true);
+
     // A refusing delegate keeps the text.
     delegate.refuse = true;
     type(view, QStringLiteral("x"));
