@@ -365,6 +365,9 @@ MVFile::Ptr MVFile::addFileAtPath(const QString &path)
     if (!FileManagerUtilities::isAcceptableFileName(first))
         return nullptr;
     if (first == relative) {
+        // A name that listings hide gets no node from a save either.
+        if (!isShownName(first))
+            return nullptr;
         Ptr node = fileWithPath(path, self);
         node->_delegate = _delegate;
         addChild(node);

@@ -101,7 +101,7 @@ void MVTestRepresentation::finishDelete(bool success)
 void MVTestRepresentation::finishRename(bool success)
 {
     const Request *request = lastOf(QStringLiteral("rename"));
-    const Context context = request->context;
+    const Context context = request->context.lock();
     if (success)
         setName(request->argument);
     report([&](MVFileRepresentationDelegate &d) { d.fileRepresentationDidRename(this, success, context); });
@@ -110,7 +110,7 @@ void MVTestRepresentation::finishRename(bool success)
 void MVTestRepresentation::finishMove(bool success)
 {
     const Request *request = lastOf(QStringLiteral("move"));
-    const Context context = request->context;
+    const Context context = request->context.lock();
     if (success)
         setName(request->argument.mid(request->argument.lastIndexOf(QLatin1Char('/')) + 1));
     report([&](MVFileRepresentationDelegate &d) { d.fileRepresentationDidMove(this, success, context); });

@@ -27,7 +27,9 @@ public:
     {
         QString operation;
         QString argument;
-        Context context;
+        // Weak, as the record outlives the request: a representation that
+        // keeps a context after answering would keep the sibling node alive.
+        std::weak_ptr<MVFile> context;
     };
 
     static std::shared_ptr<MVTestRepresentation> file(const QString &name);

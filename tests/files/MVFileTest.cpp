@@ -173,7 +173,7 @@ TEST_F(MVFileTwoPlaces, RenameOntoTheComplementaryNodeMergesThem)
     const auto t = child("t.html");
     ASSERT_TRUE(t);
     s->rename("t.html");
-    EXPECT_EQ(remoteOf(s)->lastRequest().context, t);
+    EXPECT_EQ(remoteOf(s)->lastRequest().context.lock(), t);
     remoteOf(s)->finishRename(true);
     EXPECT_EQ(childNames(root), QStringList({"r.html", "t.html"}));
     EXPECT_EQ(t->indicator(), "");

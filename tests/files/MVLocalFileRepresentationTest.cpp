@@ -279,6 +279,9 @@ TEST_F(MVLocalFiles, NodesAreAddedForSavedFiles)
     EXPECT_EQ(node->pathFromRootForPath("/elsewhere/r.txt"), "/elsewhere/r.txt");
     EXPECT_EQ(root->pathFromRootForPath(dir.file("q/r.txt")), "");
 
+    EXPECT_FALSE(root->addFileAtPath(dir.write("site.mvproj", "p")));
+    EXPECT_FALSE(child("site.mvproj"));
+
     // The save of an open document is finished at once without a remote side.
     document.attach(node);
     EXPECT_EQ(root->addFileAtPath(path), node);
