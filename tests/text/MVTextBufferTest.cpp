@@ -24,8 +24,20 @@ void expectSameAsReference(const MVTextBuffer &buffer, const QString &reference)
     ASSERT_EQ(buffer.string(), reference);
     const std::vector<qsizetype> starts = referenceLineStarts(reference);
     ASSERT_EQ(buffer.lineCount(), qsizetype(starts.size()));
-    for (qsizetype line = 0; line < qsizetype(starts.size()); ++line)
+    qsizetype longest = 0;
+    for (qsizetype line = 0; line < qsizetype(starts.size()); ++line) {
         ASSERT_EQ(buffer.lineStart(line), starts[line]) << "line " << line;
+        // A line that is not the last ends with its terminator: CR LF or one unit.
+        qsizetype contentsEnd = reference.size();
+        if (line + 1 < qsizetype(starts.size())) {
+            const qsizetype next = starts[line + 1];
+            const bool crlf = next - 2 >= starts[line] && reference.at(next - 2) == u'\r' && reference.at(next - 1) == u'\n';
+            contentsEnd = next - (crlf ? 2 : 1);
+        }
+        ASSERT_EQ(buffer.lineContentsEnd(line), contentsEnd) << "line " << line;
+        longest = qMax(longest, contentsEnd - starts[line]);
+    }
+    ASSERT_EQ(buffer.longestLineLength(), longest);
     qsizetype line = 0;
     for (qsizetype position = 0; position <= reference.size(); ++position) {
         while (line + 1 < qsizetype(starts.size()) && starts[line + 1] <= position)
