@@ -2,6 +2,9 @@
 
 #include "search/MVSearchEnumerator.h"
 #include "search/MVSearchResult.h"
+#include "search/MVSearchTextView.h"
+
+#include "platform/MVMainThread.h"
 
 #include <algorithm>
 
@@ -239,6 +242,23 @@ std::vector<MVSearchResult> MVSearch::findAllForStringAsResults(const QString &s
     while (auto result = enumerator.nextResult())
         results.push_back(std::move(*result));
     return results;
+}
+
+static QString fullStringOnMainThread(MVSearchTextView &view)
+{
+    QString text;
+    MVMainThread::sync([&] { text = view.fullString(); });
+    return text;
+}
+
+std::vector<MVRange> MVSearch::findAllForTextView(MVSearchTextView &view) const
+{
+    return findAllForString(fullStringOnMainThread(view));
+}
+
+std::vector<MVSearchResult> MVSearch::findAllForTextViewAsResults(MVSearchTextView &view) const
+{
+    return findAllForStringAsResults(fullStringOnMainThread(view));
 }
 
 int MVSearch::replaceAllInString(QString &string) const

@@ -2,6 +2,7 @@
 
 #include "platform/MVRange.h"
 #include "search/MVRegex.h"
+#include "search/MVSearchResult.h"
 
 #include <QByteArray>
 #include <QString>
@@ -11,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-class MVSearchResult;
+class MVSearchTextView;
 
 // One search with its replacement: a plain string or a compiled regular
 // expression, a case flag and a replacement template. Cheap to copy (the
@@ -81,6 +82,12 @@ public:
     // counts as one character there).
     std::vector<MVRange> findAllForString(const QString &string) const;
     std::vector<MVSearchResult> findAllForStringAsResults(const QString &string) const;
+
+    // The same over a text view's full text (folded text included), which is
+    // fetched on the main thread while the calling thread waits; the search
+    // itself runs on the calling thread.
+    std::vector<MVRange> findAllForTextView(MVSearchTextView &view) const;
+    std::vector<MVSearchResult> findAllForTextViewAsResults(MVSearchTextView &view) const;
 
     // Replaces every match in string, building the new text in one pass;
     // each replacement is expanded from the groups of its own match.

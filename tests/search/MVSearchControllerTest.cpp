@@ -2,11 +2,15 @@
 #include "search/MVSearchController.h"
 #include "search/MVSingleFileSearchController.h"
 
+#include "platform/MVMainThread.h"
 #include "platform/MVUserDefaults.h"
 #include "search/StorageSearchTextView.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
 
 
 namespace {
@@ -372,4 +376,22 @@ TEST_F(SearchControllerTest, FollowsTheNextTextViewWhenItsViewCloses)
     find.findAll();
     ASSERT_TRUE(handed);
     EXPECT_EQ(handed->searchString(), QStringLiteral("o"));
+}
+
+TEST_F(SearchControllerTest, AWorkerSearchesAViewsFullTextFetchedOnTheMainThread)
+{
+    StorageSearchTextView view(QStringLiteral("a {b a} a"));
+    view.fold({2, 5});
+    const MVSearch search = MVSearch::initWithSearchString(QStringLiteral("a"));
+    std::vector<MVRange> found;
+    std::atomic<bool> done = false;
+    std::thread worker([&] {
+        found = search.findAllForTextView(view);
+        done = true;
+    });
+    while (!done)
+        MVMainThread::processPending();
+    worker.join();
+    EXPECT_EQ(found, (std::vector<MVRange>{{0, 1}, {5, 1}, {8, 1}}));
+    EXPECT_EQ(search.findAllForTextViewAsResults(view).size(), 3u);
 }
