@@ -216,13 +216,18 @@ bool MVTextView::_changeText(MVRange range, const QString &text, const QString &
         }
     }
 
+    // The selection moves inside the storage's edit, so that the selection
+    // calls still see what the edit did (changeInLength); the storage then
+    // reports the edit, and textDidChange comes last.
     _applyingChange = true;
+    _storage->beginEditing();
     if (attachment)
         _storage->replaceCharactersWithAttachment(range, std::move(attachment));
     else
         _storage->replaceCharacters(range, text);
-    _applyingChange = false;
     _setSelection(MVRange{range.location + text.size(), 0}, true);
+    _storage->endEditing();
+    _applyingChange = false;
     if (_delegate)
         _delegate->textDidChange(this);
     MVNotificationCenter::defaultCenter().post(didChangeNotification(), this);
@@ -262,9 +267,9 @@ void MVTextView::_replaceForUndo(MVRange range, const QString &text,
     for (const auto &[offset, attachment] : attachments)
         _storage->replaceCharactersWithAttachment(MVRange{range.location + offset, 1}, attachment,
                                                   _storage->attributesAtIndex(range.location + offset));
+    _setSelection(MVRange{range.location, text.size()}, true);
     _storage->endEditing();
     _applyingChange = false;
-    _setSelection(MVRange{range.location, text.size()}, true);
     if (_delegate)
         _delegate->textDidChange(this);
     MVNotificationCenter::defaultCenter().post(didChangeNotification(), this);

@@ -78,6 +78,7 @@ struct ShownView
 struct RecordingDelegate : MVTextViewDelegate
 {
     QStringList calls;
+    QList<qsizetype> changeInLength; // as the storage tells it during each selection call
     bool refuse = false;
     QString swallowCommand;
 
@@ -92,7 +93,11 @@ struct RecordingDelegate : MVTextViewDelegate
         calls << QStringLiteral("willSelect %1->%2").arg(oldRange.location).arg(proposed.location);
         return proposed;
     }
-    void textViewDidChangeSelection(MVTextView *, MVRange) override { calls << QStringLiteral("didSelect"); }
+    void textViewDidChangeSelection(MVTextView *view, MVRange) override
+    {
+        calls << QStringLiteral("didSelect");
+        changeInLength << view->textStorage()->changeInLength();
+    }
     bool textViewDoCommandBySelector(MVTextView *, const QString &command) override
     {
         calls << QStringLiteral("command ") + command;
@@ -114,6 +119,11 @@ TEST(MVTextView, TypingGoesThroughTheDelegateInOrderAndCoalescesIntoOneUndo)
     const QStringList first = delegate.calls.mid(0, 4);
     EXPECT_EQ(first, (QStringList{QStringLiteral("should 0,0 'h'"), QStringLiteral("willSelect 0->1"),
                                   QStringLiteral("didSelect"), QStringLiteral("didChange")}));
+    // While typing, the selection calls see the edit; a plain move sees none.
+    EXPECT_EQ(delegate.changeInLength.value(0), 1);
+    key(view, Qt::Key_Left);
+    EXPECT_EQ(delegate.changeInLength.last(), 0);
+    key(view, Qt::Key_Right);
 
     // One undo takes all the typing; redo brings it back.
     EXPECT_EQ(view.undoManager()->undoActionName(), QStringLiteral("Typing"));
