@@ -60,7 +60,8 @@ qsizetype MVTextBuffer::memoryUsage() const
 
 QChar MVTextBuffer::characterAt(qsizetype index) const
 {
-    Q_ASSERT(index >= 0 && index < _length);
+    if (index < 0 || index >= _length)
+        return QChar();
     qsizetype start = 0;
     const qsizetype block = _blockAt(index, &start);
     return _blocks[block].text.at(index - start);

@@ -30,7 +30,7 @@ public:
     qsizetype length() const { return _length; }
     bool isEmpty() const { return _length == 0; }
 
-    // The unit at index, which must be inside the text.
+    // The unit at index; a null character outside the text.
     QChar characterAt(qsizetype index) const;
     QString substring(MVRange range) const;
     // The whole text as one string (a copy: prefer substring on large texts).
