@@ -149,6 +149,56 @@ TEST_F(MVFileTwoPlaces, RemoteRenameThatLocalCannotFollowLeavesTwoNodes)
     EXPECT_EQ(delegate.errors.back().code(), 9);
 }
 
+TEST_F(MVFileTwoPlaces, ASplitDirectoryTakesItsRemoteChildrenAlong)
+{
+    dir.write("d/x.html", "x");
+    makeRoot();
+    connectRemote({remoteDirectory("d")});
+    dir.write("e", "a file in the way"); // not yet in the tree
+    const auto d = child("d");
+    d->children(true);
+    remoteOf(d)->finishLoad({remoteFile("x.html"), remoteFile("y.html")});
+    const auto x = child("x.html", d);
+    ASSERT_EQ(x->indicator(), "");
+
+    d->rename("e");
+    ASSERT_EQ(remoteOf(d)->lastRequest().operation, "rename");
+    remoteOf(d)->finishRename(true); // the local directory cannot follow
+
+    const auto e = child("e");
+    ASSERT_TRUE(e);
+    EXPECT_EQ(childNames(root), QStringList({"d", "e"}));
+    EXPECT_EQ(d->indicator(), "L");
+    EXPECT_EQ(childNames(d), QStringList({"x.html"}));
+    EXPECT_EQ(x->indicator(), "L");
+    EXPECT_EQ(childNames(e), QStringList({"x.html", "y.html"}));
+    EXPECT_EQ(child("x.html", e)->indicator(), "R");
+    EXPECT_EQ(child("x.html", e)->path(), dir.file("e/x.html"));
+    EXPECT_EQ(contents(dir.file("e")), "a file in the way");
+    EXPECT_EQ(contents(dir.file("d/x.html")), "x");
+}
+
+TEST_F(MVFileTwoPlaces, ClosingADocumentInARemoteOnlyTreeForgetsTheCachedCopy)
+{
+    makeRoot();
+    root->setRemoteOnly(true);
+    connectRemote({remoteFile("r.html")});
+    const auto r = child("r.html");
+    r->contentAvailable(true);
+    dir.write("r.html", "cached");
+    remoteOf(r)->setLocalPath(dir.file("r.html"));
+    remoteOf(r)->finishDownload();
+    ASSERT_EQ(r->indicator(), "");
+
+    RecordingDocument document;
+    document.attach(r);
+    r->setDocument(nullptr);
+    EXPECT_EQ(r->indicator(), "R");
+    EXPECT_TRUE(remoteOf(r)->localPath().isEmpty());
+    EXPECT_TRUE(QFileInfo::exists(dir.file("r.html")));
+    EXPECT_FALSE(r->contentAvailable(false));
+}
+
 TEST_F(MVFileTwoPlaces, RenameOntoTheComplementaryNodeMergesThem)
 {
     dir.write("l.html", "l");
