@@ -8,7 +8,6 @@
 #include <QColor>
 #include <QElapsedTimer>
 #include <QFont>
-#include <QHash>
 #include <QPointer>
 
 #include <cstdint>
@@ -25,8 +24,6 @@ class MVTextViewDelegate;
 class MVUndoManager;
 class QTextLayout;
 
-// One laid-out line piece on screen, in viewport coordinates: what a ruler
-// needs to draw line numbers and markers beside the text.
 // Where the view is scrolled to, to be put back after an edit that should
 // not make the view jump (expanding a fold).
 struct MVScrollPosition
@@ -37,6 +34,8 @@ struct MVScrollPosition
     int horizontal = 0;
 };
 
+// One laid-out line piece on screen, in viewport coordinates: what a ruler
+// needs to draw line numbers and markers beside the text.
 struct MVLineFragment
 {
     qsizetype line = 0;  // 0-based line of the text
@@ -46,9 +45,11 @@ struct MVLineFragment
 };
 
 // The editing view. It paints only the visible lines, each laid out by a
-// QTextLayout cached per line (and, for very long lines, per segment of a
-// few thousand characters, so only the visible part of a line is ever laid
-// out). Keyboard, mouse, clipboard, primary selection, drag and drop and
+// QTextLayout cached per line; a line of more than a few thousand characters
+// is laid out in segments of a thousand, and only the visible segments ever
+// are. Without wrapping, segments sit at the offset of their first column in
+// the font's average character width (exact for fixed-pitch text of
+// single-width characters; tab stops count from the segment's start). Keyboard, mouse, clipboard, primary selection, drag and drop and
 // input methods all end in insertText() or in a change of selection, and
 // every change calls the delegate before and after.
 class MVTextView : public QAbstractScrollArea
