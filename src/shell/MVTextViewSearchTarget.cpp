@@ -1,5 +1,6 @@
 #include "shell/MVTextViewSearchTarget.h"
 
+#include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
 #include "text/MVTextView.h"
 #include "text/MVUndoManager.h"
@@ -22,7 +23,12 @@ QString MVTextViewSearchTarget::string() const
 
 QString MVTextViewSearchTarget::fullString() const
 {
-    return _view ? _view->textStorage()->fullString() : QString();
+    if (!_view)
+        return QString();
+    // Without folds the text is the buffer's: one copy instead of a copy of
+    // each piece between folds (Replace All over a large text starts here).
+    const MVTextStorage *storage = _view->textStorage();
+    return storage->attachmentCount() == 0 ? storage->buffer().string() : storage->fullString();
 }
 
 QString MVTextViewSearchTarget::fullStringInRange(MVRange range) const
