@@ -1,8 +1,18 @@
 #include "files/MVMultiFileDocument.h"
 
 #include "app/MVDocumentController.h"
+#include "files/MVFile.h"
+#include "files/MVRootFile.h"
 
 #include <QFileInfo>
+
+MVMultiFileDocument::~MVMultiFileDocument()
+{
+    for (const auto &tab : _tabs)
+        tab->close();
+    for (auto &[path, root] : _roots)
+        root->clearReferences();
+}
 
 bool MVMultiFileDocument::readFromFile(const QString &path, MVError *error)
 {
@@ -28,6 +38,17 @@ MVDocument *MVMultiFileDocument::activeDocument()
     return this;
 }
 
+std::shared_ptr<MVFile> MVMultiFileDocument::fileNodeForPath(const QString &path)
+{
+    const QString directory = QFileInfo(path).absolutePath();
+    std::shared_ptr<MVRootFile> &root = _roots[directory];
+    if (!root)
+        root = MVRootFile::rootWithPath(directory, true);
+    if (!root)
+        return nullptr;
+    return root->childWithPath(QStringList{QFileInfo(path).absoluteFilePath()}, true);
+}
+
 MVDocument *MVMultiFileDocument::openFileAtPath(const QString &path)
 {
     const QString canonical = MVCanonicalPath(path);
@@ -41,6 +62,8 @@ MVDocument *MVMultiFileDocument::openFileAtPath(const QString &path)
     _lastError = MVError();
     if (!tab->readFromFile(path, &_lastError))
         return nullptr;
+    if (auto node = fileNodeForPath(tab->fileName()))
+        tab->setFile(node);
     _tabs.push_back(tab);
     setActiveIndex(static_cast<int>(_tabs.size()) - 1);
     return tab.get();
@@ -64,10 +87,31 @@ bool MVMultiFileDocument::isDocumentEdited() const
     return false;
 }
 
+bool MVMultiFileDocument::save(MVError *error)
+{
+    bool all = true;
+    for (const auto &tab : std::vector(_tabs)) {
+        if (tab->isDocumentEdited() && !tab->save(error))
+            all = false;
+    }
+    return all;
+}
+
+int MVMultiFileDocument::indexOfDocument(const MVFileDocument *document) const
+{
+    for (size_t i = 0; i < _tabs.size(); ++i) {
+        if (_tabs[i].get() == document)
+            return static_cast<int>(i);
+    }
+    return -1;
+}
+
 void MVMultiFileDocument::setActiveIndex(int index)
 {
     if (index < -1 || index >= static_cast<int>(_tabs.size()))
         return;
+    if (index != _active && _active >= 0 && _active < static_cast<int>(_tabs.size()))
+        _tabs[_active]->deactivate();
     _active = index;
     if (_tabsChanged)
         _tabsChanged();
@@ -77,7 +121,9 @@ void MVMultiFileDocument::closeTab(int index)
 {
     if (index < 0 || index >= static_cast<int>(_tabs.size()))
         return;
+    const std::shared_ptr<MVFileDocument> leaving = _tabs[index];
     _tabs.erase(_tabs.begin() + index);
+    leaving->close();
     if (_active >= static_cast<int>(_tabs.size()))
         _active = static_cast<int>(_tabs.size()) - 1;
     if (_tabsChanged)

@@ -1,20 +1,23 @@
 #include "shell/MVDocumentWindow.h"
 
-#include "app/Defaults.h"
 #include "app/MVDocumentController.h"
+#include "editing/HTMLView.h"
+#include "files/FileEncodings.h"
 #include "files/MVFile.h"
 #include "files/MVFileDocument.h"
+#include "files/MVImageFileView.h"
 #include "files/MVMultiFileDocument.h"
 #include "platform/MVUserDefaults.h"
 #include "projects/MVProjectDocument.h"
 #include "shell/MVFileTreeModel.h"
 #include "shell/MVMainMenu.h"
 #include "shell/MVShell.h"
+#include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
-#include "text/MVTextView.h"
 
 #include <QCloseEvent>
 #include <QDockWidget>
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QHeaderView>
 #include <QLabel>
@@ -25,7 +28,20 @@
 #include <QTreeView>
 
 namespace {
+
 const char *FileProperty = "morvelFileDocument";
+
+std::function<QString(MVFileDocument *)> &savePanelAnswer()
+{
+    static std::function<QString(MVFileDocument *)> answer;
+    return answer;
+}
+
+} // namespace
+
+void MVDocumentWindow::setSavePanelAnswerForTesting(std::function<QString(MVFileDocument *)> answer)
+{
+    savePanelAnswer() = std::move(answer);
 }
 
 MVDocumentWindow::MVDocumentWindow(MVShell *shell, MVDocument *document)
@@ -41,48 +57,60 @@ MVDocumentWindow::MVDocumentWindow(MVShell *shell, MVDocument *document)
     _tabs->setTabsClosable(true);
     _tabs->setMovable(true);
     setCentralWidget(_tabs);
-    for (QLabel *label : {_position, _encoding, _lineBreak, _language})
+    for (QLabel *label : {_position, _encoding, _lineBreak, _language}) {
+        label->setContentsMargins(6, 0, 6, 0);
         statusBar()->addPermanentWidget(label);
+    }
     MVMainMenu::install(this, shell, document);
     if (document->kind() == MVDocumentKind::Project)
         _buildProjectTree();
 
     connect(_tabs, &QTabWidget::currentChanged, this, [this](int index) {
-        auto *multi = dynamic_cast<MVMultiFileDocument *>(_document);
-        if (multi && index >= 0) {
-            MVFileDocument *file = _fileShownBy(_tabs->widget(index));
-            const auto &all = multi->tabs();
-            for (size_t i = 0; i < all.size(); ++i) {
-                if (all[i].get() == file && multi->activeIndex() != static_cast<int>(i))
-                    multi->setActiveIndex(static_cast<int>(i));
-            }
-            MVDocumentController::sharedController().setCurrentDocument(multi->activeDocument());
+        if (!_document)
+            return;
+        MVFileDocument *file = index >= 0 ? _fileShownBy(_tabs->widget(index)) : nullptr;
+        if (auto *multi = dynamic_cast<MVMultiFileDocument *>(_document)) {
+            const int position = multi->indexOfDocument(file);
+            if (position >= 0 && position != multi->activeIndex())
+                multi->setActiveIndex(position);
         }
+        if (file != _activeShown) {
+            if (_activeShown && _tabIndexOf(_activeShown) >= 0)
+                _activeShown->deactivate();
+            _activeShown = file;
+            if (file) {
+                file->activate();
+                if (QWidget *view = _tabs->widget(index))
+                    view->setFocus();
+            }
+        }
+        MVDocumentController::sharedController().setCurrentDocument(_document->activeDocument());
         _updateStatus();
-        if (_document)
-            setWindowTitle(_document->displayName() + QStringLiteral(" — Morvel"));
+        _updateTitle();
     });
     connect(_tabs, &QTabWidget::tabCloseRequested, this, [this](int index) {
-        auto *multi = dynamic_cast<MVMultiFileDocument *>(_document);
-        const bool isProject = _document && _document->kind() == MVDocumentKind::Project;
-        if (!multi || (multi->tabs().size() <= 1 && !isProject)) {
-            close();
-            return;
-        }
-        MVFileDocument *file = _fileShownBy(_tabs->widget(index));
-        const auto &all = multi->tabs();
-        for (size_t i = 0; i < all.size(); ++i) {
-            if (all[i].get() == file) {
-                multi->closeTab(static_cast<int>(i));
-                break;
-            }
-        }
-        refresh();
+        if (MVFileDocument *file = _fileShownBy(_tabs->widget(index)))
+            closeDocumentTab(file);
     });
     resize(1000, 700);
 }
 
-MVDocumentWindow::~MVDocumentWindow() = default;
+MVDocumentWindow::~MVDocumentWindow()
+{
+    detachDocument();
+}
+
+void MVDocumentWindow::detachDocument()
+{
+    if (!_document)
+        return;
+    for (MVFileDocument *file : _fileDocuments()) {
+        if (file->delegate() == this)
+            file->setDelegate(nullptr);
+    }
+    _document = nullptr;
+    _activeShown = nullptr;
+}
 
 void MVDocumentWindow::_buildProjectTree()
 {
@@ -136,50 +164,24 @@ void MVDocumentWindow::_restoreExpansion(const QModelIndex &parent)
     }
 }
 
+// ---- tabs ------------------------------------------------------------------
+
 MVFileDocument *MVDocumentWindow::_fileShownBy(QWidget *view) const
 {
     return view ? static_cast<MVFileDocument *>(view->property(FileProperty).value<void *>()) : nullptr;
 }
 
-MVTextView *MVDocumentWindow::currentTextView() const
-{
-    return qobject_cast<MVTextView *>(_tabs->currentWidget());
-}
-
-MVTextView *MVDocumentWindow::_viewFor(MVFileDocument *file)
+int MVDocumentWindow::_tabIndexOf(MVFileDocument *file) const
 {
     for (int i = 0; i < _tabs->count(); ++i) {
         if (_fileShownBy(_tabs->widget(i)) == file)
-            return static_cast<MVTextView *>(_tabs->widget(i));
+            return i;
     }
-    auto *view = new MVTextView;
-    view->setFont(Defaults::defaultFont());
-    view->setTabWidth(static_cast<int>(MVUserDefaults::standard().integerForKey(QStringLiteral("MVTabSizeKey"))));
-    view->setString(file->text());
-    view->setDelegate(this);
-    view->setProperty(FileProperty, QVariant::fromValue(static_cast<void *>(file)));
-    auto applySelection = [view = QPointer<MVTextView>(view), file] {
-        if (!view)
-            return;
-        view->setSelectedRange(file->requestedSelection());
-        view->scrollRangeToVisible(file->requestedSelection());
-    };
-    applySelection();
-    file->setChangeHandler(applySelection);
-    _tabs->addTab(view, file->displayName());
-    _tabs->setTabToolTip(_tabs->count() - 1, file->fileName());
-    return view;
+    return -1;
 }
 
-MVFileDocument *MVDocumentWindow::_activeFile() const
+std::vector<MVFileDocument *> MVDocumentWindow::_fileDocuments() const
 {
-    return _document ? dynamic_cast<MVFileDocument *>(_document->activeDocument()) : nullptr;
-}
-
-void MVDocumentWindow::refresh()
-{
-    if (!_document)
-        return;
     std::vector<MVFileDocument *> files;
     if (auto *multi = dynamic_cast<MVMultiFileDocument *>(_document)) {
         for (const auto &tab : multi->tabs())
@@ -187,70 +189,249 @@ void MVDocumentWindow::refresh()
     } else if (auto *single = dynamic_cast<MVFileDocument *>(_document)) {
         files.push_back(single);
     }
+    return files;
+}
+
+MVFileDocument *MVDocumentWindow::activeFileDocument() const
+{
+    return _document ? dynamic_cast<MVFileDocument *>(_document->activeDocument()) : nullptr;
+}
+
+MVTextView *MVDocumentWindow::currentTextView() const
+{
+    MVFileDocument *file = activeFileDocument();
+    return file ? file->textView() : nullptr;
+}
+
+QWidget *MVDocumentWindow::_viewFor(MVFileDocument *file)
+{
+    const int existing = _tabIndexOf(file);
+    if (existing >= 0)
+        return _tabs->widget(existing);
+    // The delegate first, so that warnings of the load reach the status bar.
+    file->setDelegate(this);
+    QWidget *view = file->viewWithSuggestedFrame();
+    view->setProperty(FileProperty, QVariant::fromValue(static_cast<void *>(file)));
+    const int index = _tabs->addTab(view, file->displayName());
+    _tabs->setTabToolTip(index, file->fileName());
+    _updateTab(file);
+    return view;
+}
+
+void MVDocumentWindow::_updateTab(MVFileDocument *file)
+{
+    const int index = _tabIndexOf(file);
+    if (index < 0)
+        return;
+    const QString name = file->displayName();
+    _tabs->setTabText(index, file->isDocumentEdited() ? QStringLiteral("%1 \u25CF").arg(name) : name);
+    _tabs->setTabToolTip(index, file->fileName().isEmpty() ? name : file->fileName());
+}
+
+void MVDocumentWindow::refresh()
+{
+    if (!_document)
+        return;
+    const std::vector<MVFileDocument *> files = _fileDocuments();
     // Drop views whose document is gone, then add the missing ones in order.
     for (int i = _tabs->count() - 1; i >= 0; --i) {
         MVFileDocument *shown = _fileShownBy(_tabs->widget(i));
         if (std::find(files.begin(), files.end(), shown) == files.end()) {
             QWidget *view = _tabs->widget(i);
+            if (shown == _activeShown)
+                _activeShown = nullptr;
             _tabs->removeTab(i);
             view->deleteLater();
         }
     }
-    for (MVFileDocument *file : files)
+    for (MVFileDocument *file : files) {
         _viewFor(file);
+        _updateTab(file);
+    }
     // A window of one file needs no tab bar.
     _tabs->tabBar()->setVisible(_document->kind() != MVDocumentKind::SingleFile);
-    if (MVFileDocument *active = _activeFile())
+    if (MVFileDocument *active = activeFileDocument())
         _tabs->setCurrentWidget(_viewFor(active));
-    setWindowTitle(_document->displayName() + QStringLiteral(" — Morvel"));
-    setWindowFilePath(_activeFile() ? _activeFile()->fileName() : QString());
+    if (MVFileDocument *active = activeFileDocument(); active && active != _activeShown) {
+        _activeShown = active;
+        active->activate();
+    }
+    _updateTitle();
     _updateStatus();
+}
+
+void MVDocumentWindow::_updateTitle()
+{
+    if (!_document)
+        return;
+    MVFileDocument *active = activeFileDocument();
+    setWindowTitle(_document->displayName() + QStringLiteral("[*] — Morvel"));
+    setWindowModified(active && active->isDocumentEdited());
+    setWindowFilePath(active ? active->fileName() : QString());
+}
+
+bool MVDocumentWindow::closeDocumentTab(MVFileDocument *file)
+{
+    auto *multi = dynamic_cast<MVMultiFileDocument *>(_document);
+    const bool isProject = _document && _document->kind() == MVDocumentKind::Project;
+    if (!multi || (multi->tabs().size() <= 1 && !isProject)) {
+        close();
+        return !isVisible();
+    }
+    if (file->isDocumentEdited()) {
+        const int answer = _shell->askToSaveChanges(file);
+        if (answer == 2)
+            return false;
+        if (answer == 0 && !file->save(nullptr))
+            return false;
+    }
+    _removeDocument(file);
+    return true;
+}
+
+void MVDocumentWindow::_removeDocument(MVFileDocument *file)
+{
+    auto *multi = dynamic_cast<MVMultiFileDocument *>(_document);
+    const int position = multi ? multi->indexOfDocument(file) : -1;
+    if (position < 0)
+        return;
+    if (file == _activeShown)
+        _activeShown = nullptr;
+    file->setDelegate(nullptr);
+    multi->closeTab(position);
+    refresh();
+}
+
+// ---- status bar ------------------------------------------------------------
+
+QString MVDocumentWindow::positionText() const
+{
+    return _position->text();
+}
+
+QString MVDocumentWindow::encodingText() const
+{
+    return _encoding->text();
+}
+
+QString MVDocumentWindow::lineBreakText() const
+{
+    return _lineBreak->text();
+}
+
+QString MVDocumentWindow::languageText() const
+{
+    return _language->text();
 }
 
 void MVDocumentWindow::_updateStatus()
 {
-    MVFileDocument *file = _activeFile();
-    MVTextView *view = currentTextView();
+    MVFileDocument *file = activeFileDocument();
+    HTMLView *view = file ? file->textView() : nullptr;
     if (!file || !view) {
         for (QLabel *label : {_position, _encoding, _lineBreak, _language})
             label->clear();
+        if (file && file->fileView())
+            _language->setText(tr("Image"));
         return;
     }
     const MVTextBuffer &buffer = view->textStorage()->buffer();
     const qsizetype caret = view->selectedRange().end();
     const qsizetype line = buffer.lineForPosition(caret);
     _position->setText(tr("Line %1, Column %2").arg(line + 1).arg(caret - buffer.lineStart(line) + 1));
-    _encoding->setText(file->encodingName().toUpper());
-    _lineBreak->setText(file->lineBreakName());
-    _language->setText(tr("Plain Text"));
+    const MVStringEncoding encoding = file->encoding() ? file->encoding() : FileEncodings::defaultEncoding();
+    _encoding->setText(FileEncodings::stringFromEncoding(encoding).toUpper());
+    _lineBreak->setText(HTMLView::lineBreakName(view->lineBreakType()));
+    _language->setText(view->languageName());
 }
 
-bool MVDocumentWindow::textViewShouldChangeTextInRange(MVTextView *, MVRange, const QString &)
+// ---- the documents' delegate -------------------------------------------------
+
+void MVDocumentWindow::documentNeedsRefresh(MVFileDocument *document)
 {
-    return false;
+    _updateTab(document);
+    if (document == activeFileDocument())
+        _updateTitle();
 }
 
-void MVDocumentWindow::textViewDidChangeSelection(MVTextView *view, MVRange)
+void MVDocumentWindow::documentStatusChanged(MVFileDocument *document)
 {
-    if (view == currentTextView())
+    if (document == activeFileDocument())
         _updateStatus();
 }
+
+void MVDocumentWindow::documentShowsWarning(MVFileDocument *, const QString &text)
+{
+    statusBar()->showMessage(text, 8000);
+}
+
+void MVDocumentWindow::activateDocument(MVFileDocument *document)
+{
+    const int index = _tabIndexOf(document);
+    if (index >= 0)
+        _tabs->setCurrentIndex(index);
+    raise();
+    activateWindow();
+}
+
+void MVDocumentWindow::presentErrorAlert(const MVError &error)
+{
+    _shell->presentError(error, _document);
+}
+
+std::shared_ptr<MVFile> MVDocumentWindow::documentBackingFileWillChangeToPath(MVFileDocument *, const QString &path)
+{
+    if (auto *multi = dynamic_cast<MVMultiFileDocument *>(_document))
+        return multi->fileNodeForPath(path);
+    return nullptr;
+}
+
+void MVDocumentWindow::documentSaveForCloseFinished(MVFileDocument *)
+{
+}
+
+void MVDocumentWindow::documentShouldForceClose(MVFileDocument *document)
+{
+    auto *multi = dynamic_cast<MVMultiFileDocument *>(_document);
+    const bool isProject = _document && _document->kind() == MVDocumentKind::Project;
+    if (multi && (multi->tabs().size() > 1 || isProject)) {
+        _removeDocument(document);
+        return;
+    }
+    // The last file of the window: the window goes without questions.
+    if (MVDocument *leaving = _document) {
+        detachDocument();
+        MVDocumentController::sharedController().removeDocument(leaving);
+    }
+    close();
+}
+
+QString MVDocumentWindow::runSavePanelForDocument(MVFileDocument *document)
+{
+    if (savePanelAnswer())
+        return savePanelAnswer()(document);
+    const QString start = document->fileName().isEmpty() ? QDir::homePath() : document->fileName();
+    return QFileDialog::getSaveFileName(this, tr("Save As"), start);
+}
+
+// ---- closing ---------------------------------------------------------------
 
 void MVDocumentWindow::closeEvent(QCloseEvent *event)
 {
     if (_document) {
-        if (_document->isDocumentEdited()) {
-            const int answer = _shell->askToSaveChanges(_document);
-            MVError error;
-            if (answer == 2 || (answer == 0 && !_document->save(&error))) {
-                if (!error.isNull())
-                    _shell->presentError(error, _document);
+        // Every edited file of the window is asked about, one by one.
+        for (MVFileDocument *file : _fileDocuments()) {
+            if (!file->isDocumentEdited())
+                continue;
+            activateDocument(file);
+            const int answer = _shell->askToSaveChanges(file);
+            if (answer == 2 || (answer == 0 && !file->save(nullptr))) {
                 event->ignore();
                 return;
             }
         }
         MVDocument *leaving = _document;
-        _document = nullptr;
+        detachDocument();
         MVDocumentController::sharedController().removeDocument(leaving);
     }
     event->accept();

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "text/MVTextViewDelegate.h"
+#include "files/MVFileDocumentDelegate.h"
 
 #include <QMainWindow>
 
+#include <functional>
 #include <memory>
 
 class MVDocument;
@@ -17,8 +18,9 @@ class QTreeView;
 
 // The window of a document: a tab per file (or one view for a single file),
 // the project tree for a project, and the status bar with position,
-// encoding, line break and language.
-class MVDocumentWindow : public QMainWindow, public MVTextViewDelegate
+// encoding, line break and language. It is the delegate of every file
+// document it shows.
+class MVDocumentWindow : public QMainWindow, public MVFileDocumentDelegate
 {
 public:
     MVDocumentWindow(MVShell *shell, MVDocument *document);
@@ -27,25 +29,50 @@ public:
     // Rebuilds tabs and status from the document.
     void refresh();
     // The document is leaving: closing the window must not remove it again.
-    void detachDocument() { _document = nullptr; }
+    void detachDocument();
     MVDocument *document() const { return _document; }
     QTabWidget *tabs() const { return _tabs; }
     QTreeView *treeView() const { return _tree; }
     MVTextView *currentTextView() const;
+    MVFileDocument *activeFileDocument() const;
 
-    // The text stays as loaded until editing and saving are in place.
-    bool textViewShouldChangeTextInRange(MVTextView *view, MVRange range, const QString &replacement) override;
-    void textViewDidChangeSelection(MVTextView *view, MVRange oldRange) override;
+    // Closes one tab, asking first about unsaved changes; false if the user
+    // kept it open.
+    bool closeDocumentTab(MVFileDocument *file);
+
+    // The texts of the status bar, for tests and screenshots.
+    QString positionText() const;
+    QString encodingText() const;
+    QString lineBreakText() const;
+    QString languageText() const;
+
+    // For tests: answers the save panel instead of showing it.
+    static void setSavePanelAnswerForTesting(std::function<QString(MVFileDocument *)> answer);
+
+    // MVFileDocumentDelegate
+    void documentNeedsRefresh(MVFileDocument *document) override;
+    void documentStatusChanged(MVFileDocument *document) override;
+    void documentShowsWarning(MVFileDocument *document, const QString &text) override;
+    void activateDocument(MVFileDocument *document) override;
+    void presentErrorAlert(const MVError &error) override;
+    std::shared_ptr<MVFile> documentBackingFileWillChangeToPath(MVFileDocument *document, const QString &path) override;
+    void documentSaveForCloseFinished(MVFileDocument *document) override;
+    void documentShouldForceClose(MVFileDocument *document) override;
+    QString runSavePanelForDocument(MVFileDocument *document) override;
 
 protected:
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
 
 private:
-    MVTextView *_viewFor(MVFileDocument *file);
-    MVFileDocument *_activeFile() const;
+    QWidget *_viewFor(MVFileDocument *file);
     MVFileDocument *_fileShownBy(QWidget *view) const;
+    int _tabIndexOf(MVFileDocument *file) const;
+    std::vector<MVFileDocument *> _fileDocuments() const;
+    void _updateTab(MVFileDocument *file);
     void _updateStatus();
+    void _updateTitle();
+    void _removeDocument(MVFileDocument *file);
     void _buildProjectTree();
     void _restoreExpansion(const QModelIndex &parent);
 
@@ -58,4 +85,5 @@ private:
     QLabel *_encoding;
     QLabel *_lineBreak;
     QLabel *_language;
+    MVFileDocument *_activeShown = nullptr;
 };

@@ -1,0 +1,159 @@
+#include "editing/HTMLView.h"
+
+#include "files/GeneralUtility.h"
+#include "language/MVBundle.h"
+#include "language/MVBundleRepository.h"
+#include "platform/MVUserDefaults.h"
+#include "text/MVTextBuffer.h"
+#include "text/MVTextStorage.h"
+#include "text/MVUndoManager.h"
+
+#include <QFileInfo>
+
+HTMLView::HTMLView(QWidget *parent)
+    : MVTextView(parent)
+{
+    const qint64 kind = MVUserDefaults::standard().integerForKey(QStringLiteral("MVLineBreak"));
+    _lineBreak = kind >= 0 && kind <= 2 ? int(kind) : 0;
+}
+
+HTMLView::~HTMLView() = default;
+
+QString HTMLView::fullString() const
+{
+    return textStorage()->fullString();
+}
+
+void HTMLView::setString(const QString &string)
+{
+    MVTextView::setString(GeneralUtility::switchLineBreaks(string, GeneralUtility::LineBreakKind(_lineBreak)));
+}
+
+void HTMLView::undoableInsertText(const QString &text, const QString &actionName)
+{
+    // The view's own replacement of the selection inside a group of ours, so
+    // that it is one step under our name and never joins the typing.
+    MVUndoManager *undo = undoManager();
+    breakUndoCoalescing();
+    undo->beginUndoGrouping();
+    insertText(text);
+    undo->setActionName(actionName);
+    undo->endUndoGrouping();
+    breakUndoCoalescing();
+}
+
+void HTMLView::undoableSetString(const QString &string, const QString &actionName)
+{
+    const MVRange old = selectedRange();
+    setSelectedRange(MVRange{0, textStorage()->length()});
+    undoableInsertText(GeneralUtility::switchLineBreaks(string, GeneralUtility::LineBreakKind(_lineBreak)), actionName);
+    const qsizetype length = textStorage()->length();
+    setSelectedRange(MVRange{qMin(old.location, length), 0});
+}
+
+bool HTMLView::_applyDecoded(const std::optional<QString> &string, const MVError &decodeError,
+                             const QString &actionName, MVError *error)
+{
+    if (!string) {
+        if (error)
+            *error = decodeError;
+        return false;
+    }
+    if (actionName.isEmpty()) {
+        setString(*string);
+        // Old steps name places in the old text: they cannot be undone now.
+        undoManager()->removeAllActions();
+    } else {
+        undoableSetString(*string, actionName);
+    }
+    // A fallback decoding is a warning, not a failure.
+    if (!decodeError.isNull() && decodeError.code() == 16 && _interfaceDelegate)
+        _interfaceDelegate->htmlViewHadError(this, decodeError, false);
+    return true;
+}
+
+bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding, const QString &actionName,
+                            MVError *error)
+{
+    MVStringEncoding encoding = storedEncoding;
+    MVError decodeError;
+    FileEncodings::ByteOrderMark mark = FileEncodings::ByteOrderMark::None;
+    const auto string = FileEncodings::createWithContentsOfFile(path, &encoding, &decodeError, &mark);
+    if (string) {
+        _encoding = encoding;
+        _byteOrderMark = mark;
+    }
+    return _applyDecoded(string, decodeError, actionName, error);
+}
+
+bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding,
+                            const QString &actionName, MVError *error)
+{
+    MVStringEncoding encoding = storedEncoding;
+    MVError decodeError;
+    FileEncodings::ByteOrderMark mark = FileEncodings::ByteOrderMark::None;
+    const auto string = FileEncodings::createWithData(data, path, &encoding, &decodeError, &mark);
+    if (string) {
+        _encoding = encoding;
+        _byteOrderMark = mark;
+    }
+    return _applyDecoded(string, decodeError, actionName, error);
+}
+
+void HTMLView::loadFromString(const QString &string, const QString &actionName)
+{
+    _applyDecoded(string, MVError(), actionName, nullptr);
+}
+
+QString HTMLView::lineBreakName(int type)
+{
+    switch (type) {
+    case 1:
+        return QStringLiteral("Mac");
+    case 2:
+        return QStringLiteral("DOS");
+    default:
+        return QStringLiteral("Unix");
+    }
+}
+
+void HTMLView::setLineBreakType(int type)
+{
+    if (type < 0 || type > 2 || type == _lineBreak)
+        return;
+    const int old = _lineBreak;
+    _lineBreak = type;
+    const QString converted = GeneralUtility::switchLineBreaks(fullString(), GeneralUtility::LineBreakKind(type));
+    MVUndoManager *undo = undoManager();
+    undo->beginUndoGrouping();
+    // Undoing restores the old kind as well as the old text.
+    QPointer<HTMLView> self(this);
+    undo->registerUndo([self, old] {
+        if (self)
+            self->setLineBreakType(old);
+    });
+    if (converted != fullString())
+        undoableSetString(converted, QStringLiteral("Set Line Break Type"));
+    undo->setActionName(QStringLiteral("Set Line Break Type"));
+    undo->endUndoGrouping();
+}
+
+void HTMLView::setPath(const QString &path)
+{
+    _path = path;
+    const QString extension = QFileInfo(path).suffix();
+    auto &repository = MVBundleRepository::sharedRepository();
+    _bundle = extension.isEmpty() ? nullptr : repository.bundleForFileCategory(QString(), extension);
+    if (!_bundle)
+        _bundle = repository.bundleForIdentifier(QStringLiteral("text.html"));
+}
+
+void HTMLView::setBundle(const std::shared_ptr<MVBundle> &bundle)
+{
+    _bundle = bundle;
+}
+
+QString HTMLView::languageName() const
+{
+    return _bundle ? _bundle->title() : tr("Plain Text");
+}

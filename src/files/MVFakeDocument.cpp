@@ -1,0 +1,10 @@
+#include "files/MVFakeDocument.h"
+
+#include <QUuid>
+
+QString MVFakeDocument::uuid()
+{
+    if (_uuid.isEmpty())
+        _uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    return _uuid;
+}
