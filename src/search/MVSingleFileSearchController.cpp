@@ -41,6 +41,7 @@ void MVSingleFileSearchController::setTextViewProvider(std::function<MVSearchTex
 void MVSingleFileSearchController::setFindAllHandler(std::function<void(const MVSearch &)> handler)
 {
     _findAllHandler = std::move(handler);
+    _changed();
 }
 
 void MVSingleFileSearchController::setScope(int scope)

@@ -29,6 +29,7 @@ public:
     void setTextViewProvider(std::function<MVSearchTextView *(const void *closing)> provider);
     // Runs a search over files (the multi-file search's current-file mode).
     void setFindAllHandler(std::function<void(const MVSearch &)> handler);
+    bool canFindAll() const { return bool(_findAllHandler); }
 
     // 0: the whole text; otherwise the selection (Replace All only).
     int scope() const { return _scope; }

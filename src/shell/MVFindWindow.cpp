@@ -217,7 +217,9 @@ void MVFindWindow::_updateFromController()
     const bool valid = _controller->isValid();
     for (QPushButton *button : {_next, _previous, _replace, _replaceAll})
         button->setEnabled(valid);
-    _findAll->setEnabled(valid);
+    // Find All lists the matches through the multi-file search, when there is one.
+    _findAll->setEnabled(valid && _controller->canFindAll());
+    _findAll->setVisible(_controller->canFindAll());
 }
 
 void MVFindWindow::setTextView(MVTextView *view)

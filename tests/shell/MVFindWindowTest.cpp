@@ -115,6 +115,14 @@ TEST_F(FindWindowTest, FindsFromTheFieldsAndKeepsAHistory)
     EXPECT_EQ(window->searchField()->itemText(0), QStringLiteral("delta"));
     EXPECT_EQ(window->searchField()->itemText(1), QStringLiteral("alpha"));
     EXPECT_EQ(window->searchField()->currentText(), QStringLiteral("delta"));
+
+    // Find All shows only with a multi-file search to hand the search to.
+    EXPECT_TRUE(button(QStringLiteral("Find All"))->isHidden());
+    QString handed;
+    controller->setFindAllHandler([&handed](const MVSearch &search) { handed = search.searchString(); });
+    EXPECT_FALSE(button(QStringLiteral("Find All"))->isHidden());
+    button(QStringLiteral("Find All"))->click();
+    EXPECT_EQ(handed, QStringLiteral("delta"));
 }
 
 TEST_F(FindWindowTest, InvalidExpressionIsShownAndFindsNothing)
