@@ -175,9 +175,9 @@ void MVSearchController::extendedOutputFinishedWithReturnCode(const QString &out
 void MVSearchController::takeFindBufferString()
 {
     const QString text = MVFindBuffer::sharedBuffer().string();
-    if (text.isEmpty() || text == _lastFindPasteboardString)
+    if (text.isEmpty() || text == _lastFindBufferString)
         return;
-    _lastFindPasteboardString = text;
+    _lastFindBufferString = text;
     _takeSearchString(text);
 }
 

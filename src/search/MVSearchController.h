@@ -95,6 +95,6 @@ private:
     int _extendedInputTag = SearchFieldTag;
     bool _valid = false;
     QString _status;
-    QString _lastFindPasteboardString;
+    QString _lastFindBufferString;
     MVObservation _setSearchStringObservation;
 };
