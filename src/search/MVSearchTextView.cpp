@@ -1,5 +1,6 @@
 #include "search/MVSearchTextView.h"
 
+#include "platform/MVStringTable.h"
 #include "search/MVSearch.h"
 
 #include <algorithm>
@@ -75,4 +76,33 @@ MVRange MVSearchTextView::previousRangeForSearch(const MVSearch &search)
         return MVRange::notFound();
     expandFoldedBlock(block.location);
     return {block.location + inside.location, inside.length};
+}
+
+std::optional<MVError> MVSearchTextView::quickSearch(const QString &text, bool backwards)
+{
+    return _quickSearch(text, backwards, true);
+}
+
+std::optional<MVError> MVSearchTextView::quickSearchAgain(const QString &text, bool backwards)
+{
+    return _quickSearch(text, backwards, false);
+}
+
+std::optional<MVError> MVSearchTextView::_quickSearch(const QString &text, bool backwards, bool fromStart)
+{
+    if (text.isEmpty())
+        return std::nullopt;
+    const MVRange entry = selectedRange();
+    if (fromStart)
+        showRange({entry.location, 0});
+    const MVSearch search = MVSearch::initWithSearchString(text);
+    const MVRange found = backwards ? previousRangeForSearch(search) : nextRangeForSearch(search);
+    if (!found.isNotFound()) {
+        showRange(found);
+        return std::nullopt;
+    }
+    beep();
+    showRange(entry);
+    return MVError::morvel(8, MVLocalizedString(entry.length == 0 ? QStringLiteral("No match")
+                                                                  : QStringLiteral("No more matches")));
 }

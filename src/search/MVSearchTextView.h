@@ -1,8 +1,11 @@
 #pragma once
 
+#include "platform/MVError.h"
 #include "platform/MVRange.h"
 
 #include <QString>
+
+#include <optional>
 
 class MVSearch;
 
@@ -51,4 +54,17 @@ public:
     // folded block before the range searched is consulted when a match lies
     // before it.
     virtual MVRange previousRangeForSearch(const MVSearch &search);
+
+    // Quick search, always plain and case-insensitive: quickSearch starts
+    // over from the start of the selection (typing more of the word keeps
+    // the match), quickSearchAgain goes on from the selection; backwards
+    // (Shift held) searches towards the start. A match is selected and
+    // shown. Without one the view beeps, keeps the selection it had, and the
+    // answer is the error to show: code 8, "No match" when nothing was
+    // selected, "No more matches" otherwise. An empty text does nothing.
+    std::optional<MVError> quickSearch(const QString &text, bool backwards);
+    std::optional<MVError> quickSearchAgain(const QString &text, bool backwards);
+
+private:
+    std::optional<MVError> _quickSearch(const QString &text, bool backwards, bool fromStart);
 };

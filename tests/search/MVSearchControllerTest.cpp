@@ -395,3 +395,33 @@ TEST_F(SearchControllerTest, AWorkerSearchesAViewsFullTextFetchedOnTheMainThread
     EXPECT_EQ(found, (std::vector<MVRange>{{0, 1}, {5, 1}, {8, 1}}));
     EXPECT_EQ(search.findAllForTextViewAsResults(view).size(), 3u);
 }
+
+TEST_F(SearchControllerTest, QuickSearchIsPlainCaselessAndKeepsTheSelectionWhenNothingIsFound)
+{
+    StorageSearchTextView view(QStringLiteral("Foo.bar(foo) FOO.baz"));
+    view.selection = {3, 0};
+    // Typing a word letter by letter keeps the match where it started.
+    EXPECT_FALSE(view.quickSearch(QStringLiteral("f"), false));
+    EXPECT_EQ(view.selection, MVMakeRange(8, 1));
+    EXPECT_FALSE(view.quickSearch(QStringLiteral("fo"), false));
+    EXPECT_EQ(view.selection, MVMakeRange(8, 2));
+    // Characters of expressions are plain text here.
+    EXPECT_FALSE(view.quickSearch(QStringLiteral("foo.b"), false));
+    EXPECT_EQ(view.selection, MVMakeRange(13, 5));
+    EXPECT_FALSE(view.quickSearchAgain(QStringLiteral("foo"), false));
+    EXPECT_EQ(view.selection, MVMakeRange(0, 3)); // wrapped
+    EXPECT_FALSE(view.quickSearchAgain(QStringLiteral("foo"), true));
+    EXPECT_EQ(view.selection, MVMakeRange(13, 3)); // backwards, wrapped
+
+    const auto missing = view.quickSearchAgain(QStringLiteral("qux"), false);
+    ASSERT_TRUE(missing);
+    EXPECT_EQ(missing->code(), 8);
+    EXPECT_EQ(missing->localizedDescription(), QStringLiteral("No more matches"));
+    EXPECT_EQ(view.selection, MVMakeRange(13, 3));
+    EXPECT_EQ(view.beeps, 1);
+    view.selection = {2, 0};
+    EXPECT_EQ(view.quickSearch(QStringLiteral("qux"), false)->localizedDescription(), QStringLiteral("No match"));
+    EXPECT_EQ(view.selection, MVMakeRange(2, 0));
+    EXPECT_FALSE(view.quickSearch(QString(), false));
+    EXPECT_EQ(view.beeps, 2);
+}
