@@ -362,6 +362,12 @@ void MVFileDocument::saveDocument(Completion completion)
         _save(path, true, std::move(completion));
         return;
     }
+    if (!isDocumentEdited() && !_saving && QFileInfo::exists(fileName())) {
+        // Nothing to write: the file keeps its bytes (line breaks included).
+        if (completion)
+            completion(true);
+        return;
+    }
     _save(fileName(), false, std::move(completion));
 }
 

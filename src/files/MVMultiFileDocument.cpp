@@ -46,7 +46,11 @@ std::shared_ptr<MVFile> MVMultiFileDocument::fileNodeForPath(const QString &path
         root = MVRootFile::rootWithPath(directory, true);
     if (!root)
         return nullptr;
-    return root->childWithPath(QStringList{QFileInfo(path).absoluteFilePath()}, true);
+    const QString absolute = QFileInfo(path).absoluteFilePath();
+    if (auto node = root->childWithPath(QStringList{absolute}, true))
+        return node;
+    // A file that appeared after the directory was listed (a Save As).
+    return root->addFileAtPath(absolute);
 }
 
 MVDocument *MVMultiFileDocument::openFileAtPath(const QString &path)

@@ -1,0 +1,476 @@
+#include "editing/HTMLView.h"
+#include "files/FileEncodings.h"
+#include "files/MVFile.h"
+#include "files/MVFileDocument.h"
+#include "files/MVFileDocumentDelegate.h"
+#include "files/MVFileView.h"
+#include "files/MVImageFileView.h"
+#include "files/MVMultiFileDocument.h"
+#include "files/MVSingleFileDocument.h"
+#include "language/MVBundle.h"
+#include "platform/MVMainThread.h"
+#include "platform/MVUserDefaults.h"
+#include "support/TestEnvironment.h"
+#include "text/MVTextStorage.h"
+#include "text/MVUndoManager.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <deque>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace {
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+// Stands in for the window: records what the document shows and answers
+// each question with the next prepared choice.
+class RecordingDelegate : public MVFileDocumentDelegate
+{
+public:
+    void documentNeedsRefresh(MVFileDocument *) override { ++refreshes; }
+    void documentShowsWarning(MVFileDocument *, const QString &text) override { warnings << text; }
+    void presentErrorAlert(const MVError &error) override
+    {
+        errors.push_back(error);
+        if (!answers.empty()) {
+            const int answer = answers.front();
+            answers.pop_front();
+            error.attemptRecovery(answer);
+        }
+    }
+    std::shared_ptr<MVFile> documentBackingFileWillChangeToPath(MVFileDocument *, const QString &path) override
+    {
+        return multi ? multi->fileNodeForPath(path) : nullptr;
+    }
+    void documentShouldForceClose(MVFileDocument *) override { ++forceCloses; }
+    QString runSavePanelForDocument(MVFileDocument *) override { return savePanelPath; }
+
+    QList<int> codes() const
+    {
+        QList<int> result;
+        for (const MVError &error : errors)
+            result << error.code();
+        return result;
+    }
+
+    std::vector<MVError> errors;
+    std::deque<int> answers;
+    QStringList warnings;
+    int refreshes = 0;
+    int forceCloses = 0;
+    QString savePanelPath;
+    MVMultiFileDocument *multi = nullptr;
+};
+
+class FileDocumentTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { MVUserDefaults::standard().setInteger(QStringLiteral("MVLineBreak"), 0); }
+
+    // A document over the file, with its view made as the window makes it.
+    template <class Document = MVFileDocument>
+    std::shared_ptr<Document> open(const QString &path)
+    {
+        auto document = std::make_shared<Document>();
+        document->setDelegate(&delegate);
+        MVError error;
+        EXPECT_TRUE(document->readFromFile(path, &error)) << error.localizedDescription().toStdString();
+        document->viewWithSuggestedFrame();
+        return document;
+    }
+
+    static void type(MVFileDocument &document, const QString &text)
+    {
+        HTMLView *view = document.textView();
+        view->setSelectedRange(MVRange{view->textStorage()->length(), 0});
+        view->insertText(text);
+    }
+
+    MVScratchDir dir;
+    RecordingDelegate delegate;
+};
+
+} // namespace
+
+TEST_F(FileDocumentTest, SavesWriteTheKindOfBytesThatWereRead)
+{
+    // Not UTF-8: read as Mac Roman with a warning, and written back the same way.
+    const QString latin = dir.write("latin.txt", "caf\xe9 cr\xe8me\n");
+    auto document = open(latin);
+    EXPECT_EQ(document->encoding(), FileEncodings::MacRomanEncoding);
+    EXPECT_EQ(delegate.warnings, QStringList{QStringLiteral("Opened using macintosh")});
+    type(*document, QStringLiteral("x"));
+    EXPECT_TRUE(document->save(nullptr));
+    EXPECT_EQ(readAll(latin), QByteArray("caf\xe9 cr\xe8me\nx"));
+
+    // A UTF-8 byte-order mark survives an edit and a save.
+    const QString marked = dir.write("marked.txt", "\xEF\xBB\xBFh\xC3\xA9\n");
+    auto withMark = open(marked);
+    EXPECT_EQ(withMark->textView()->fullString(), QStringLiteral("hé\n"));
+    type(*withMark, QStringLiteral("ü"));
+    EXPECT_TRUE(withMark->save(nullptr));
+    EXPECT_EQ(readAll(marked), QByteArray("\xEF\xBB\xBFh\xC3\xA9\n\xC3\xBC"));
+    EXPECT_TRUE(delegate.errors.empty());
+}
+
+TEST_F(FileDocumentTest, EditedMarkFollowsTheUndoPosition)
+{
+    const QString path = dir.write("a.html", "<p>a</p>\n");
+    auto document = open(path);
+    EXPECT_FALSE(document->isDocumentEdited());
+    type(*document, QStringLiteral("x"));
+    EXPECT_TRUE(document->isDocumentEdited());
+    const int refreshes = delegate.refreshes;
+    EXPECT_GT(refreshes, 0);
+    document->textView()->undo();
+    EXPECT_FALSE(document->isDocumentEdited());
+    document->textView()->redo();
+    EXPECT_TRUE(document->isDocumentEdited());
+
+    ASSERT_TRUE(document->save(nullptr));
+    EXPECT_FALSE(document->isDocumentEdited());
+    EXPECT_EQ(readAll(path), QByteArray("<p>a</p>\nx"));
+    // Undoing past the save makes the document differ from the file again.
+    document->textView()->undo();
+    EXPECT_TRUE(document->isDocumentEdited());
+    document->textView()->redo();
+    EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST_F(FileDocumentTest, SaveReplacesTheFileWholeAndKeepsModeAndLinks)
+{
+    const QString path = dir.write("site/page.html", "old\n");
+    ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0640), 0);
+    const QString link = dir.file("link.html");
+    ASSERT_TRUE(QFile::link(path, link));
+
+    auto document = open(link);
+    type(*document, QStringLiteral("new"));
+    ASSERT_TRUE(document->save(nullptr));
+
+    EXPECT_TRUE(QFileInfo(link).isSymLink()) << "the link is written through, not replaced";
+    EXPECT_EQ(readAll(path), QByteArray("old\nnew"));
+    struct stat st {};
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0640u);
+    // No temporary file is left beside it.
+    EXPECT_EQ(QDir(dir.file("site")).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("page.html")});
+}
+
+TEST_F(FileDocumentTest, FailedSaveKeepsTheOriginalAndTheEditedMark)
+{
+    const QString path = dir.write("big.txt", "original\n");
+    auto document = open(path);
+    type(*document, QString(200000, QLatin1Char('x')));
+
+    // A disk that fills up during the write: the file-size limit stops it.
+    struct rlimit old {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    struct rlimit small = old;
+    small.rlim_cur = 4096;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const bool saved = document->save(nullptr);
+    setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, previousHandler);
+
+    EXPECT_FALSE(saved);
+    EXPECT_EQ(readAll(path), QByteArray("original\n"));
+    EXPECT_TRUE(document->isDocumentEdited());
+    EXPECT_EQ(delegate.codes(), QList<int>{17});
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("big.txt")});
+
+    // A folder that cannot be written to (here: a path below a plain file).
+    const QString blocker = dir.write("plain", "x");
+    bool outcome = true;
+    document->saveDocumentAs(blocker + QStringLiteral("/copy.txt"), [&](bool ok) { outcome = ok; });
+    EXPECT_FALSE(outcome);
+    EXPECT_EQ(document->fileName(), QFileInfo(path).absoluteFilePath());
+    EXPECT_TRUE(document->isDocumentEdited());
+    EXPECT_EQ(delegate.codes(), (QList<int>{17, 17}));
+    EXPECT_EQ(delegate.errors.back().localizedRecoverySuggestion(),
+              QStringLiteral("Please check that you have write permissions and that your file encoding is valid."));
+}
+
+TEST_F(FileDocumentTest, ReadOnlyDirectoryKeepsTheDocumentEdited)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root writes into read-only directories; the file-size test covers a failed write";
+    const QString path = dir.write("ro/a.txt", "original\n");
+    auto document = open(path);
+    type(*document, QStringLiteral("more"));
+    ASSERT_EQ(::chmod(QFile::encodeName(dir.file("ro")).constData(), 0555), 0);
+    const bool saved = document->save(nullptr);
+    ::chmod(QFile::encodeName(dir.file("ro")).constData(), 0755);
+    EXPECT_FALSE(saved);
+    EXPECT_EQ(readAll(path), QByteArray("original\n"));
+    EXPECT_TRUE(document->isDocumentEdited());
+    EXPECT_EQ(delegate.codes(), QList<int>{17});
+}
+
+TEST_F(FileDocumentTest, CharactersTheEncodingLacksAreAskedAboutBeforeWriting)
+{
+    const QString path = dir.write("page.iso-8859-1.txt", "caf\xe9\n");
+    auto document = open(path);
+    ASSERT_EQ(document->encoding(), FileEncodings::ISOLatin1Encoding);
+    type(*document, QStringLiteral("€"));
+
+    delegate.answers = {2}; // Cancel
+    EXPECT_FALSE(document->save(nullptr));
+    EXPECT_EQ(delegate.codes(), QList<int>{16});
+    EXPECT_EQ(delegate.errors.back().localizedRecoveryOptions(),
+              (QStringList{"Save with replacements", "Save as UTF-8", "Cancel"}));
+    EXPECT_EQ(readAll(path), QByteArray("caf\xe9\n"));
+    EXPECT_TRUE(document->isDocumentEdited());
+
+    delegate.answers = {0}; // with replacements, still Latin-1
+    EXPECT_TRUE(document->save(nullptr));
+    EXPECT_EQ(readAll(path), QByteArray("caf\xe9\n?"));
+    EXPECT_EQ(document->encoding(), FileEncodings::ISOLatin1Encoding);
+
+    type(*document, QStringLiteral("€"));
+    delegate.answers = {1}; // as UTF-8
+    EXPECT_TRUE(document->save(nullptr));
+    // The replacement was only in the file: the text still has the first "€".
+    EXPECT_EQ(readAll(path), QByteArray("caf\xC3\xA9\n\xE2\x82\xAC\xE2\x82\xAC"));
+    EXPECT_EQ(document->encoding(), FileEncodings::UTF8Encoding);
+    EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST_F(FileDocumentTest, ChangesFromOutside)
+{
+    const QString path = dir.write("a.txt", "one\n");
+    auto document = open(path);
+
+    // Unedited: reloaded without a question, and not undoable.
+    dir.write("a.txt", "two\n");
+    document->fileContentsChangedExternally();
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("two\n"));
+    EXPECT_TRUE(delegate.errors.empty());
+    EXPECT_FALSE(document->isDocumentEdited());
+    EXPECT_FALSE(document->textView()->undoManager()->canUndo());
+
+    // Edited: asked; keeping the changes leaves the text alone, and the next
+    // save does not ask again about the same change.
+    type(*document, QStringLiteral("mine"));
+    dir.write("a.txt", "three\n");
+    delegate.answers = {0};
+    document->fileContentsChangedExternally();
+    EXPECT_EQ(delegate.codes(), QList<int>{5});
+    EXPECT_EQ(delegate.errors.back().localizedRecoveryOptions(), (QStringList{"Keep Morvel Changes", "Revert"}));
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("two\nmine"));
+    EXPECT_TRUE(document->save(nullptr));
+    EXPECT_EQ(delegate.codes(), QList<int>{5});
+    EXPECT_EQ(readAll(path), QByteArray("two\nmine"));
+
+    // Reverting takes the file's text.
+    type(*document, QStringLiteral("!"));
+    dir.write("a.txt", "four\n");
+    delegate.answers = {1};
+    document->fileContentsChangedExternally();
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("four\n"));
+    EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST_F(FileDocumentTest, ASaveOverAFileChangedUnderneathAsksFirst)
+{
+    // No watcher saw it: the save itself notices by inode, size and time.
+    const QString path = dir.write("a.txt", "one\n");
+    auto document = open(path);
+    type(*document, QStringLiteral("mine"));
+    dir.write("a.txt", "theirs, longer\n");
+
+    delegate.answers = {1}; // Cancel
+    EXPECT_FALSE(document->save(nullptr));
+    EXPECT_EQ(delegate.codes(), QList<int>{5});
+    EXPECT_EQ(readAll(path), QByteArray("theirs, longer\n"));
+    EXPECT_TRUE(document->isDocumentEdited());
+
+    delegate.answers = {0}; // Save Anyway
+    EXPECT_TRUE(document->save(nullptr));
+    EXPECT_EQ(readAll(path), QByteArray("one\nmine"));
+    // Our own save is not taken for a change by someone else.
+    type(*document, QStringLiteral("+"));
+    EXPECT_TRUE(document->save(nullptr));
+    EXPECT_EQ(delegate.codes(), (QList<int>{5, 5}));
+}
+
+TEST_F(FileDocumentTest, AFileDeletedOnDiskKeepsItsTextAndIdentity)
+{
+    const QString path = dir.write("site/a.html", "<p>keep me</p>\n");
+    MVMultiFileDocument window;
+    delegate.multi = &window;
+    ASSERT_TRUE(window.readFromFile(path, nullptr));
+    auto document = window.tabs().front();
+    document->setDelegate(&delegate);
+    document->viewWithSuggestedFrame();
+    ASSERT_TRUE(document->file());
+    const QString uuid = document->uuid();
+    ASSERT_FALSE(uuid.isEmpty());
+
+    ASSERT_TRUE(QFile::remove(path));
+    delegate.answers = {0}; // Save File, but the panel is cancelled
+    document->fileContentsDisappeared();
+    MVMainThread::processPending();
+    EXPECT_EQ(delegate.codes(), QList<int>{6});
+    EXPECT_EQ(delegate.errors.back().localizedRecoveryOptions(), (QStringList{"Save File", "Don't Save"}));
+    EXPECT_FALSE(document->file());
+    EXPECT_EQ(document->uuid(), uuid);
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("<p>keep me</p>\n"));
+    EXPECT_TRUE(document->isDocumentEdited());
+    EXPECT_EQ(delegate.forceCloses, 0) << "a cancelled save never closes the tab";
+
+    // Saved elsewhere: only then the tab closes.
+    delegate.savePanelPath = dir.file("rescued.html");
+    document->saveDocumentForForceClose();
+    EXPECT_EQ(readAll(dir.file("rescued.html")), QByteArray("<p>keep me</p>\n"));
+    EXPECT_EQ(delegate.forceCloses, 1);
+    EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST_F(FileDocumentTest, ReopeningWithAnotherEncoding)
+{
+    const QString path = dir.write("a.txt", "caf\xe9\n");
+    auto document = open(path);
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("caf\u00c8\n")); // Mac Roman's reading
+
+    document->reopenUsingEncoding(QStringLiteral("iso-8859-1"));
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("café\n"));
+    EXPECT_EQ(document->encoding(), FileEncodings::ISOLatin1Encoding);
+    EXPECT_EQ(delegate.warnings.last(), QStringLiteral("Opened using iso-8859-1"));
+    EXPECT_TRUE(delegate.errors.empty());
+
+    // Edited, "Save Changes": the save fails (the user cancels the lossy
+    // question), so nothing is reopened and the old encoding stays.
+    type(*document, QStringLiteral("€"));
+    delegate.answers = {0, 2};
+    document->reopenUsingEncoding(QStringLiteral("iso-8859-2"));
+    EXPECT_EQ(delegate.codes(), (QList<int>{12, 16}));
+    EXPECT_EQ(document->encoding(), FileEncodings::ISOLatin1Encoding);
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("café\n€"));
+    EXPECT_TRUE(document->isDocumentEdited());
+
+    // "Cancel" does nothing; "Discard Changes" reopens from the file.
+    delegate.answers = {2};
+    document->reopenUsingEncoding(QStringLiteral("utf-8"));
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("café\n€"));
+    delegate.answers = {1};
+    document->reopenUsingEncoding(QStringLiteral("iso-8859-15"));
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("café\n"));
+    EXPECT_FALSE(document->isDocumentEdited());
+    EXPECT_EQ(readAll(path), QByteArray("caf\xe9\n"));
+}
+
+TEST_F(FileDocumentTest, SaveAsCopiesTheSettingsAndFollowsTheExtension)
+{
+    const QString path = dir.write("site/a.html", "<p>a</p>\n");
+    MVMultiFileDocument window;
+    delegate.multi = &window;
+    ASSERT_TRUE(window.readFromFile(path, nullptr));
+    auto document = window.tabs().front();
+    document->setDelegate(&delegate);
+    document->viewWithSuggestedFrame();
+    const QString oldKey = document->fileKey();
+    document->setFileConfigurationValue(QVariant::fromValue<qint64>(FileEncodings::UTF8Encoding), "MVFileEncoding");
+    ASSERT_TRUE(document->textView()->bundle());
+    EXPECT_EQ(document->textView()->bundle()->identifier(), QStringLiteral("text.html"));
+
+    bool saved = false;
+    document->saveDocumentAs(dir.file("site/b.css"), [&](bool ok) { saved = ok; });
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(readAll(dir.file("site/b.css")), QByteArray("<p>a</p>\n"));
+    ASSERT_TRUE(document->file());
+    EXPECT_EQ(document->file()->path(), dir.file("site/b.css"));
+    EXPECT_NE(document->fileKey(), oldKey);
+    // The old file keeps its record; the new one has a copy.
+    EXPECT_EQ(document->configurationValueForKey("MVFileEncoding", oldKey).toUInt(), FileEncodings::UTF8Encoding);
+    EXPECT_EQ(document->fileConfigurationValueForKey("MVFileEncoding").toUInt(), FileEncodings::UTF8Encoding);
+    ASSERT_TRUE(document->textView()->bundle());
+    EXPECT_EQ(document->textView()->bundle()->title(), QStringLiteral("CSS"));
+
+    // A language chosen by hand stays through a Save As.
+    document->setCustomBundleIdentifier(document->textView()->bundle()->bundleIdentifier());
+    document->saveDocumentAs(dir.file("site/c.js"), [&](bool ok) { saved = ok; });
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(document->textView()->bundle()->title(), QStringLiteral("CSS"));
+}
+
+TEST_F(FileDocumentTest, BinaryFilesOpenAsImagesOrTextByTheirKind)
+{
+    QImage image(7, 5, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    const QString png = dir.file("logo.png");
+    ASSERT_TRUE(image.save(png));
+    const QByteArray pngBytes = readAll(png);
+    auto picture = open(png);
+    auto *imageView = dynamic_cast<MVImageFileView *>(picture->fileView());
+    ASSERT_TRUE(imageView);
+    EXPECT_EQ(imageView->descriptionText(), QStringLiteral("Size: 7 x 5"));
+    EXPECT_FALSE(picture->textView());
+    EXPECT_FALSE(picture->canSave());
+    EXPECT_FALSE(picture->isDocumentEdited());
+    EXPECT_TRUE(picture->save(nullptr));
+    EXPECT_EQ(readAll(png), pngBytes) << "an image is never written from an empty text";
+
+    // A damaged picture opens without a crash; binary data as text is kept
+    // byte for byte through the fallback encoding.
+    QByteArray noise;
+    for (int i = 0; i < 4096; ++i)
+        noise.append(char((i * 37 + 11) & 0xFF));
+    auto broken = open(dir.write("broken.png", noise));
+    EXPECT_TRUE(dynamic_cast<MVImageFileView *>(broken->fileView()));
+    const QString binary = dir.write("data.bin", noise);
+    auto asText = open(binary);
+    ASSERT_TRUE(asText->textView());
+    EXPECT_FALSE(asText->isDocumentEdited());
+    EXPECT_TRUE(asText->save(nullptr)) << "nothing to save: the file is left as it is";
+    EXPECT_EQ(readAll(binary), noise);
+}
+
+TEST_F(FileDocumentTest, SingleFileSettingsAreOneRecordAndSnippetsAreUTF16)
+{
+    const QString path = dir.write("a.txt", "a\n");
+    auto single = open<MVSingleFileDocument>(path);
+    EXPECT_FALSE(single->isMultiFile());
+    single->setConfigurationValue(QStringLiteral("x"), QStringLiteral("MVFileBundle"), QStringLiteral("anything"));
+    EXPECT_EQ(single->configurationValueForKey(QStringLiteral("MVFileBundle"), QStringLiteral("other")).toString(),
+              QStringLiteral("x"));
+
+    const QString snippets = dir.file("snippets");
+    MVUserDefaults::standard().setObject(QStringLiteral("mvSnippetsLocation"), snippets);
+    const QString snippet = dir.write("snippets/s.txt", "s\n");
+    auto document = std::make_shared<MVSingleFileDocument>();
+    ASSERT_TRUE(document->readFromFile(snippet, nullptr));
+    document->setFileConfigurationValue(QVariant::fromValue<qint64>(FileEncodings::UTF8Encoding), "MVFileEncoding");
+    EXPECT_EQ(document->fileConfigurationValueForKey("MVFileEncoding").toUInt(), FileEncodings::UTF16Encoding);
+    MVUserDefaults::standard().setObject(QStringLiteral("mvSnippetsLocation"), QString());
+}
+
+TEST_F(FileDocumentTest, LineBreaksAreTheViewsKindAndChangeAsOneStep)
+{
+    const QString path = dir.write("dos.txt", "a\r\nb\r\n");
+    auto document = open(path);
+    HTMLView *view = document->textView();
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\nb\n"));
+    view->setLineBreakType(2);
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\r\nb\r\n"));
+    EXPECT_EQ(view->undoManager()->undoActionName(), QStringLiteral("Set Line Break Type"));
+    EXPECT_TRUE(document->save(nullptr));
+    EXPECT_EQ(readAll(path), QByteArray("a\r\nb\r\n"));
+    view->undo();
+    EXPECT_EQ(view->lineBreakType(), 0);
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\nb\n"));
+    EXPECT_TRUE(document->isDocumentEdited());
+}
