@@ -1,9 +1,26 @@
 #include "language/MVParser.h"
 
+#include "language/MVDefinitionRegistry.h"
+#include "language/parsers/MVKeywordBasedParser.h"
+#include "language/parsers/MVTagBasedParser.h"
 #include "platform/MVPropertyList.h"
 #include "search/MVRegex.h"
+#include "search/MVSearch.h"
+#include "text/MVTextStorage.h"
 
 namespace {
+
+// The two parser formats of "syntax.plist" are known to every bundle that
+// can load a parser at all, since bundles link this file.
+const bool s_parserFormatsRegistered = [] {
+    MVDefinitionRegistry::registerParserFormat(QStringLiteral("keyword"), [](MVBundle *bundle, const QVariantMap &plist) {
+        return std::static_pointer_cast<MVParser>(std::make_shared<MVKeywordBasedParser>(bundle, plist));
+    });
+    MVDefinitionRegistry::registerParserFormat(QStringLiteral("tag"), [](MVBundle *bundle, const QVariantMap &plist) {
+        return std::static_pointer_cast<MVParser>(std::make_shared<MVTagBasedParser>(bundle, plist));
+    });
+    return true;
+}();
 
 QStringList stringList(const QVariant &value)
 {
@@ -61,6 +78,65 @@ void MVParser::setFoldCloser(const QString &pattern)
         return;
     _foldCloserPattern = pattern;
     _foldCloser = MVRegex::initWithPattern(pattern);
+}
+
+MVParser::SubparserRanges MVParser::parseRange(MVRange range, MVTextStorage &storage) const
+{
+    storage.addAttribute(MVAttribute::Parser, quint64(quintptr(this)), range);
+    return {};
+}
+
+MVRange MVParser::nextSignificantRangeInString(const QString &string, MVRange range)
+{
+    const qsizetype from = qBound<qsizetype>(0, range.end(), string.size());
+    qsizetype lineEnd = from;
+    while (lineEnd < string.size() && !MVTextBuffer::isLineTerminator(string.at(lineEnd).unicode()))
+        ++lineEnd;
+    const QStringView line = QStringView(string).mid(from, lineEnd - from);
+
+    const qsizetype cursor = line.indexOf(u"[*cur]");
+    if (cursor >= 0)
+        return MVRange{from + cursor, 6};
+    const qsizetype quotes = line.indexOf(u"\"\"");
+    if (quotes >= 0)
+        return MVRange{from + quotes + 1, 0};
+    const qsizetype open = line.indexOf(u"[*");
+    if (open >= 0) {
+        const qsizetype close = line.indexOf(u"*]", open + 2);
+        if (close >= 0)
+            return MVRange{from + open, close + 2 - open};
+    }
+    return MVRange::notFound();
+}
+
+MVParser::SubparserRanges MVParser::rangesInString(const QString &string, MVRange range) const
+{
+    const MVRange clipped = MVIntersectionRange(range, MVRange{0, string.size()});
+    const QString substring = string.mid(clipped.location, clipped.length);
+    auto allRanges = [&](const QStringList &texts) {
+        std::vector<MVRange> found;
+        for (const QString &text : texts) {
+            if (text.isEmpty())
+                continue;
+            MVSearch search = MVSearch::initWithSearchString(text);
+            for (const MVRange &match : search.findAllForString(substring))
+                found.push_back(MVRange{match.location + clipped.location, match.length});
+        }
+        return found;
+    };
+    const std::vector<MVRange> openers = allRanges(_openers);
+    std::vector<MVRange> closers = allRanges(_closers);
+    while (closers.size() < openers.size())
+        closers.push_back(MVRange{clipped.end(), 0});
+
+    SubparserRanges result;
+    for (size_t i = 0; i < openers.size(); ++i) {
+        const qsizetype end = closers[i].end();
+        if (end < openers[i].location)
+            continue; // a closer before its opener pairs with nothing
+        result.emplace_back(MVRange{openers[i].location, end - openers[i].location}, const_cast<MVParser *>(this));
+    }
+    return result;
 }
 
 QVariantMap MVParser::plistRepresentation() const

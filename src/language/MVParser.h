@@ -1,25 +1,38 @@
 #pragma once
 
 #include "language/MVBundleDefinition.h"
+#include "platform/MVRange.h"
 
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 class MVBundle;
 class MVBundleRepository;
 class MVRegex;
+class MVTextStorage;
 class MVTheme;
 
 // The plain parser of a language: what every "syntax.plist" holds (the
 // parser identifier, fold patterns, the texts that open and close the
 // language inside another), and the frame the keyword and tag parsers
 // build on. It colours nothing itself.
+//
+// A parser never owns text: parseRange() is handed a range of a storage and
+// writes attributes into it. One parser serves every view of its language,
+// so parsing keeps its state in local variables and never writes to the
+// parser.
 class MVParser : public MVBundleDefinition
 {
 public:
+    // Ranges of the storage that another parser colours, with that parser,
+    // in text order.
+    using SubparserRanges = std::vector<std::pair<MVRange, MVParser *>>;
+
     // From the dictionary of "syntax.plist" (an empty one leaves all empty).
     MVParser(MVBundle *bundle, const QVariantMap &plist);
     // An empty parser with an identifier.
@@ -51,6 +64,25 @@ public:
 
     std::shared_ptr<MVBundleDefinition> codeNavParser() const { return _codeNavParser; }
     void setCodeNavParser(std::shared_ptr<MVBundleDefinition> parser) { _codeNavParser = std::move(parser); }
+
+    // Colours the range of the storage and gives the ranges that sub-parsers
+    // are to colour next. The base class marks the range as parsed by itself
+    // (the Parser attribute) and gives nothing; subclasses colour first and
+    // end by calling it.
+    virtual SubparserRanges parseRange(MVRange range, MVTextStorage &storage) const;
+    // The parsers that can be active inside this one.
+    virtual std::vector<MVParser *> subparsers() const { return {}; }
+    // Whether single quotes delimit strings in this language.
+    virtual bool usesSingleQuotes() const { return false; }
+
+    // Where Tab jumps to after range, searched up to the end of its line:
+    // "[*cur]", else between two double quotes in a row, else a "[*"...
+    // "*]" placeholder on the line; not found otherwise.
+    static MVRange nextSignificantRangeInString(const QString &string, MVRange range);
+    // The regions of this language in range: the matches of the openers
+    // paired in order with those of the closers (missing closers end at the
+    // range's end).
+    SubparserRanges rangesInString(const QString &string, MVRange range) const;
 
     virtual QVariantMap plistRepresentation() const;
     // Writes the navigator's file first (a failure ends it), then "syntax.plist"

@@ -1,0 +1,86 @@
+#include "language/MVSyntaxColouring.h"
+
+#include "language/MVParser.h"
+#include "search/Parsing.h"
+#include "text/MVTextStorage.h"
+
+MVRange MVSyntaxColouring::rangeToHighlightForRange(const MVTextStorage &storage, MVRange range)
+{
+    const MVRange lines = storage.lineRangeForRange(range);
+    const qsizetype anchor = lines.location > 0 ? lines.location - 1 : 0;
+    const MVRange limit{0, range.location};
+    MVRange united = range;
+    MVRange run;
+    MVAttributeValue value = storage.attribute(MVAttribute::MultiLine, anchor, &run, limit);
+    qsizetype next = anchor;
+    while (next < range.location) {
+        if (value.isSet)
+            united = MVUnionRange(united, run);
+        // An empty run (outside the limit) must not stall the walk.
+        next = std::max(run.end(), next + 1);
+        if (next >= range.location)
+            break;
+        value = storage.attribute(MVAttribute::MultiLine, next, &run, limit);
+    }
+    if (united == range)
+        return lines;
+    return storage.lineRangeForRange(united);
+}
+
+void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, const MVTextAttributes &standardAttributes,
+                                        const MVParser *parser)
+{
+    const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
+    storage.beginEditing();
+    storage.addAttributes(standardAttributes, r);
+    storage.removeAttribute(MVAttribute::MultiLine, r);
+    if (parser && r.length > 0) {
+        const MVParser::SubparserRanges regions = parser->parseRange(r, storage);
+        for (const auto &[region, subparser] : regions) {
+            if (subparser && region.length > 0)
+                subparser->parseRange(region, storage);
+        }
+    }
+    storage.endEditing();
+}
+
+MVParser *MVSyntaxColouring::checkForOpenSpecialsBefore(MVParser *parser, const MVTextStorage &storage,
+                                                       qsizetype location, const std::shared_ptr<MVTheme> &theme)
+{
+    if (!parser)
+        return nullptr;
+    location = qBound<qsizetype>(0, location, storage.length());
+    const std::vector<MVParser *> subparsers = parser->subparsers();
+    if (subparsers.empty() || location == 0)
+        return parser;
+    const QString text = storage.substring(MVRange{0, location});
+    const QStringView s(text);
+    qsizetype start = 0;
+    // The last occurrence of what in [from, to), ignoring case; -1 if none.
+    auto lastIn = [&](const QString &what, qsizetype from, qsizetype to) -> qsizetype {
+        if (what.isEmpty() || to - from < what.size())
+            return -1;
+        const qsizetype found = s.first(to).lastIndexOf(what, -1, Qt::CaseInsensitive);
+        return found >= from ? found : -1;
+    };
+    for (MVParser *subparser : subparsers) {
+        const QStringList &openers = subparser->openers();
+        const QStringList &closers = subparser->closers();
+        for (qsizetype i = 0; i < openers.size(); ++i) {
+            const qsizetype opener = lastIn(openers[i], start, location);
+            if (opener < 0)
+                continue;
+            const qsizetype openerEnd = opener + openers[i].size();
+            const QString closer = i < closers.size() ? closers[i] : QString();
+            qsizetype found = lastIn(closer, openerEnd, location);
+            while (found >= 0 && Parsing::locationInQuotes(s, found, opener, subparser->usesSingleQuotes()))
+                found = lastIn(closer, openerEnd, found);
+            if (found < 0) {
+                subparser->setTheme(theme);
+                return subparser;
+            }
+            start = found + closer.size();
+        }
+    }
+    return parser;
+}
