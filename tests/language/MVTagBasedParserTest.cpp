@@ -1,0 +1,193 @@
+#include "ColouringTestSupport.h"
+#include "LanguageTestSupport.h"
+
+#include "language/MVBundle.h"
+#include "language/MVBundleRepository.h"
+#include "language/parsers/MVKeywordBasedParser.h"
+#include "language/parsers/MVTagBasedParser.h"
+
+#include <gtest/gtest.h>
+
+using namespace ColouringTest;
+using namespace LanguageTest;
+
+namespace {
+
+QVariantMap tagStyle()
+{
+    return QVariantMap{{QStringLiteral("tags"), QStringLiteral("markup.tag")},
+                       {QStringLiteral("attributes"), QStringLiteral("markup.attribute")},
+                       {QStringLiteral("quotes"), QStringLiteral("markup.string")},
+                       {QStringLiteral("comments"), QStringLiteral("markup.comment")}};
+}
+
+QVariantMap markupSyntax()
+{
+    return QVariantMap{
+        {QStringLiteral("format-type"), QStringLiteral("tag")},
+        {QStringLiteral("embedded"),
+         QVariantMap{{QStringLiteral("script"), QStringLiteral("test.script")},
+                     {QStringLiteral("?code"), QVariantMap{{QStringLiteral("id"), QStringLiteral("test.script")},
+                                                           {QStringLiteral("end"), QStringLiteral("?>")}}},
+                     {QStringLiteral("missing"), QStringLiteral("test.nowhere")}}},
+        {QStringLiteral("embedded-elements"), QStringList{QStringLiteral("test.extra"), QStringLiteral("test.none")}},
+        {QStringLiteral("style"), tagStyle()},
+    };
+}
+
+QVariantMap scriptSyntax()
+{
+    return QVariantMap{
+        {QStringLiteral("format-type"), QStringLiteral("keyword")},
+        {QStringLiteral("keyword-characters"), QStringLiteral("abcdefghijklmnopqrstuvwxyz")},
+        {QStringLiteral("keywords"), QVariantMap{{QStringLiteral("keyword"), QStringList{QStringLiteral("if")}}}},
+        {QStringLiteral("quotes"), QVariantMap{{QStringLiteral("single"), QStringLiteral("string.single")},
+                                               {QStringLiteral("double"), QStringLiteral("string.double")}}},
+        {QStringLiteral("comments"), QVariantList{QVariantMap{{QStringLiteral("begin"), QStringLiteral("/*")},
+                                                              {QStringLiteral("end"), QStringLiteral("*/")},
+                                                              {QStringLiteral("id"), QStringLiteral("comment.block")}}}},
+        {QStringLiteral("openers"), QStringList{QStringLiteral("<script"), QStringLiteral("<?code")}},
+        {QStringLiteral("closers"), QStringList{QStringLiteral("</script"), QStringLiteral("?>")}},
+    };
+}
+
+QVariantMap extraSyntax()
+{
+    QVariantMap style = tagStyle();
+    style.insert(QStringLiteral("tags"), QStringLiteral("keyword"));
+    style.insert(QStringLiteral("quotes"), QStringLiteral("string"));
+    return QVariantMap{{QStringLiteral("format-type"), QStringLiteral("tag")},
+                       {QStringLiteral("tag-prefix"), QStringLiteral("x:")},
+                       {QStringLiteral("style"), style}};
+}
+
+class TagParserTest : public ResourcesFixture
+{
+protected:
+    void SetUp() override
+    {
+        ResourcesFixture::SetUp();
+        writeBundle(shippedBundles(), QStringLiteral("Markup"), info(QStringLiteral("test.markup"), QStringLiteral("Markup")),
+                    QStringLiteral("test.markup"), markupSyntax());
+        writeBundle(shippedBundles(), QStringLiteral("Script"), info(QStringLiteral("test.scriptb"), QStringLiteral("Script")),
+                    QStringLiteral("test.script"), scriptSyntax());
+        writeBundle(shippedBundles(), QStringLiteral("Extra"), info(QStringLiteral("test.extrab"), QStringLiteral("Extra")),
+                    QStringLiteral("test.extra"), extraSyntax());
+        repository = std::make_unique<MVBundleRepository>();
+        parser = std::dynamic_pointer_cast<MVTagBasedParser>(repository->bundleForIdentifier(QStringLiteral("test.markup"))->parser());
+        ASSERT_TRUE(parser);
+        script = repository->bundleForIdentifier(QStringLiteral("test.script"))->parser();
+        ASSERT_TRUE(std::dynamic_pointer_cast<MVKeywordBasedParser>(script));
+        parser->setTheme(styleTheme());
+    }
+    QString colourText(const QString &text)
+    {
+        storage.setString(text);
+        colour(storage, parser.get());
+        return tokens(storage);
+    }
+
+    std::unique_ptr<MVBundleRepository> repository;
+    std::shared_ptr<MVTagBasedParser> parser;
+    std::shared_ptr<MVParser> script;
+    MVTextStorage storage;
+};
+
+TEST_F(TagParserTest, FinishLoadResolvesWhatExists)
+{
+    EXPECT_EQ(parser->subparsers(), std::vector<MVParser *>{script.get()});
+    ASSERT_EQ(parser->embeddedTagParsers().size(), 1u);
+    EXPECT_EQ(parser->embeddedTagParsers()[0]->tagPrefix(), QStringLiteral("x:"));
+    // What could not be resolved is still written back.
+    const QVariantMap plist = parser->plistRepresentation();
+    EXPECT_EQ(plist.value(QStringLiteral("embedded")).toMap().value(QStringLiteral("missing")).toMap().value(QStringLiteral("id")),
+              QStringLiteral("test.nowhere"));
+    EXPECT_EQ(plist.value(QStringLiteral("embedded-elements")).toStringList().size(), 2);
+}
+
+TEST_F(TagParserTest, TagsQuotesAndComments)
+{
+    EXPECT_EQ(colourText(QStringLiteral("a <p class=\"x>y\" id='a>b'>t</p> <!-- c\n<b> --> <!DOCTYPE html>")),
+              QStringLiteral("<p class==markup.tag|\"x>y\"=markup.string| id='a>=markup.tag|"
+                             "</p>=markup.tag|<!-- c\n<b> -->=markup.comment|<!DOCTYPE html>=markup.tag"));
+    // Only the comment carries the multi-line mark.
+    EXPECT_FALSE(storage.attributesAtIndex(3).isMultiLine());
+    EXPECT_TRUE(storage.attributesAtIndex(storage.string().indexOf(QLatin1String("<!--"))).isMultiLine());
+}
+
+TEST_F(TagParserTest, MissingClosersRunToTheEnd)
+{
+    EXPECT_EQ(colourText(QStringLiteral("x <a href=\"y")), QStringLiteral("<a href==markup.tag|\"y=markup.string"));
+    EXPECT_EQ(colourText(QStringLiteral("x <!-- y")), QStringLiteral("<!-- y=markup.comment"));
+    EXPECT_EQ(colourText(QStringLiteral("x <a b")), QStringLiteral("<a b=markup.tag"));
+    EXPECT_EQ(colourText(QStringLiteral("x <")), QStringLiteral("<=markup.tag"));
+    EXPECT_EQ(colourText(QStringLiteral("<>x")), QStringLiteral("<>=markup.tag"));
+}
+
+TEST_F(TagParserTest, EmbeddedRegionsGoToTheirLanguage)
+{
+    EXPECT_EQ(colourText(QStringLiteral("<script type=\"a\">if '</script>' /* x */</script><b>")),
+              QStringLiteral("\"a\"=string.double|if=keyword|'</script>'=string.single|/* x */=comment.block|<b>=markup.tag"));
+    const qsizetype body = storage.string().indexOf(QLatin1String(" type"));
+    EXPECT_EQ(storage.attributesAtIndex(body).parser(), script.get());
+    EXPECT_EQ(storage.attributesAtIndex(0).parser(), parser.get());
+    // The closing tag's "</" belongs to the region, its name and ">" stay plain.
+    const qsizetype close = storage.string().lastIndexOf(QLatin1String("</script>"));
+    EXPECT_EQ(storage.attributesAtIndex(close).parser(), script.get());
+    EXPECT_EQ(storage.attributesAtIndex(close + 2).parser(), parser.get());
+
+    // A region with its own end text; a language that does not exist leaves an ordinary tag.
+    EXPECT_EQ(colourText(QStringLiteral("<?code if ?> if <missing a=\"b\">")),
+              QStringLiteral("if=keyword|<missing a==markup.tag|\"b\"=markup.string|>=markup.tag"));
+}
+
+TEST_F(TagParserTest, RegionEndIsCaseSensitiveAndSeesOnlyTheRange)
+{
+    // An opening tag in capitals opens the region; a closing tag in capitals does not end it.
+    EXPECT_EQ(colourText(QStringLiteral("<SCRIPT>if</SCRIPT><b>if")), QStringLiteral("if=keyword|if=keyword"));
+    // A closing tag alone opens a region too.
+    EXPECT_EQ(colourText(QStringLiteral("x</script>if")), QStringLiteral("if=keyword"));
+}
+
+TEST_F(TagParserTest, PrefixedTagsTakeTheirLanguagesColours)
+{
+    EXPECT_EQ(colourText(QStringLiteral("<X:Item a=\"1\"/><p a=\"1\">")),
+              QStringLiteral("<X:Item a==keyword|\"1\"=string|/>=keyword|<p a==markup.tag|\"1\"=markup.string|>=markup.tag"));
+}
+
+TEST_F(TagParserTest, ActiveParserFollowsOpenersAndClosers)
+{
+    storage.setString(QStringLiteral("<p><script>var s = \"</script>\"; x</script> y"));
+    const auto theme = styleTheme();
+    const qsizetype inside = storage.string().indexOf(QLatin1String(" x"));
+    EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, inside, theme), script.get());
+    EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, storage.length(), theme), parser.get());
+    EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, 2, theme), parser.get());
+}
+
+TEST_F(TagParserTest, RangesOfALanguage)
+{
+    const QString text = QStringLiteral("<script>a</script> <SCRIPT>b");
+    const MVParser::SubparserRanges ranges = script->rangesInString(text, MVRange{0, text.size()});
+    ASSERT_EQ(ranges.size(), 2u);
+    EXPECT_EQ(ranges[0].first, (MVRange{0, 17}));
+    // Without a closer, the region ends at the end of the range.
+    EXPECT_EQ(ranges[1].first, (MVRange{19, text.size() - 19}));
+    EXPECT_EQ(ranges[1].second, script.get());
+}
+
+TEST_F(TagParserTest, NoHangOnHugeLines)
+{
+    // A 5 MB line of tags without blanks, and one "<" after another with no ">".
+    QString line;
+    line.reserve(5'000'000);
+    while (line.size() < 5'000'000)
+        line += QStringLiteral("<a><b/>text");
+    line += QString(200000, QLatin1Char('<'));
+    storage.setString(line);
+    colour(storage, parser.get());
+    EXPECT_EQ(styleAt(storage, 0), QStringLiteral("markup.tag"));
+    EXPECT_EQ(styleAt(storage, storage.length() - 1), QStringLiteral("markup.tag"));
+}
+
+} // namespace
