@@ -419,13 +419,16 @@ void MVFileDocument::_encodeForSave(const std::function<void(std::optional<QByte
     question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save with replacements")),
                                  MVLocalizedString(QStringLiteral("Save as UTF-8")),
                                  MVLocalizedString(QStringLiteral("Cancel"))},
-                                [this, next, text, encoding, mark](int choice) {
+                                [weak = weak_from_this(), next, text, encoding, mark](int choice) {
+                                    auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
+                                    if (!self)
+                                        return;
                                     if (choice == 0) {
                                         MVStringEncoding used = encoding;
                                         MVError warning;
                                         auto bytes = FileEncodings::dataUsingEncoding(text, &used, &warning, mark);
                                         if (!bytes)
-                                            _presentError(warning);
+                                            self->_presentError(warning);
                                         next(std::move(bytes), used);
                                     } else if (choice == 1) {
                                         const auto utf8Mark = mark == FileEncodings::ByteOrderMark::UTF8
@@ -469,35 +472,43 @@ void MVFileDocument::_save(const QString &path, bool saveAs, Completion completi
     // The revision the written text stands for; later typing keeps the mark.
     const std::uint64_t revision = _currentRevision();
     std::weak_ptr<MVDocument> weak = weak_from_this();
-    _encodeForSave([this, weak, path, saveAs, revision, finish](std::optional<QByteArray> bytes, MVStringEncoding encoding) {
-        if (!bytes) {
+    _encodeForSave([weak, path, saveAs, revision, finish](std::optional<QByteArray> bytes, MVStringEncoding encoding) {
+        auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
+        if (!self || !bytes) {
             finish(false);
             return;
         }
-        if (!saveAs) {
-            // Another program may have written the file since we read it.
-            const DiskStamp now = _stampForPath(path);
-            if (_diskStamp.valid && now.valid && !(now == _diskStamp)) {
-                MVError question = MVError::morvel(
-                    5, MVLocalizedString(QStringLiteral("File Changed on Disk")),
-                    MVLocalizedString(QStringLiteral("%1 has been changed by another application since it was opened. "
-                                                     "Saving replaces those changes with yours."))
-                        .arg(displayName()));
-                const QByteArray data = *bytes;
-                question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save Anyway")), MVLocalizedString(QStringLiteral("Cancel"))},
-                                            [weak, path, data, encoding, revision, finish](int choice) {
-                                                auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
-                                                if (self && choice == 0)
-                                                    self->_write(path, false, data, encoding, revision, finish);
-                                                else
-                                                    finish(false);
-                                            });
-                _presentError(question);
-                return;
-            }
-        }
-        _write(path, saveAs, *bytes, encoding, revision, finish);
+        self->_continueSave(path, saveAs, *bytes, encoding, revision, finish);
     });
+}
+
+void MVFileDocument::_continueSave(const QString &path, bool saveAs, const QByteArray &bytes,
+                                   MVStringEncoding encoding, std::uint64_t revision, const Completion &finish)
+{
+    std::weak_ptr<MVDocument> weak = weak_from_this();
+    if (!saveAs) {
+        // Another program may have written the file since we read it.
+        const DiskStamp now = _stampForPath(path);
+        if (_diskStamp.valid && now.valid && !(now == _diskStamp)) {
+            MVError question = MVError::morvel(
+                5, MVLocalizedString(QStringLiteral("File Changed on Disk")),
+                MVLocalizedString(QStringLiteral("%1 has been changed by another application since it was opened. "
+                                                 "Saving replaces those changes with yours."))
+                    .arg(displayName()));
+            const QByteArray data = bytes;
+            question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save Anyway")), MVLocalizedString(QStringLiteral("Cancel"))},
+                                        [weak, path, data, encoding, revision, finish](int choice) {
+                                            auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
+                                            if (self && choice == 0)
+                                                self->_write(path, false, data, encoding, revision, finish);
+                                            else
+                                                finish(false);
+                                        });
+            _presentError(question);
+            return;
+        }
+    }
+    _write(path, saveAs, bytes, encoding, revision, finish);
 }
 
 void MVFileDocument::_write(const QString &path, bool saveAs, const QByteArray &bytes, MVStringEncoding encoding,

@@ -137,6 +137,8 @@ private:
     std::uint64_t _currentRevision() const;
     void _encodeForSave(const std::function<void(std::optional<QByteArray>, MVStringEncoding)> &next);
     void _save(const QString &path, bool saveAs, Completion completion);
+    void _continueSave(const QString &path, bool saveAs, const QByteArray &bytes, MVStringEncoding encoding,
+                       std::uint64_t revision, const Completion &finish);
     void _write(const QString &path, bool saveAs, const QByteArray &bytes, MVStringEncoding encoding,
                 std::uint64_t revision, Completion completion);
     void _reallyReopenUsingEncoding(MVStringEncoding encoding);
