@@ -34,6 +34,10 @@ void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, c
     storage.beginEditing();
     storage.addAttributes(standardAttributes, r);
     storage.removeAttribute(MVAttribute::MultiLine, r);
+    // A style's background does not outlive the style when the standard
+    // attributes leave the background to the view.
+    if (!standardAttributes.has(MVAttribute::BackgroundColor))
+        storage.removeAttribute(MVAttribute::BackgroundColor, r);
     if (parser && r.length > 0) {
         const MVParser::SubparserRanges regions = parser->parseRange(r, storage);
         for (const auto &[region, subparser] : regions) {

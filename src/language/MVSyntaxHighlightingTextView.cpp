@@ -1,0 +1,221 @@
+#include "language/MVSyntaxHighlightingTextView.h"
+
+#include "language/MVBundle.h"
+#include "language/MVBundleRepository.h"
+#include "language/MVParser.h"
+#include "language/MVSyntaxColouring.h"
+#include "language/MVTheme.h"
+#include "language/MVThemeRepository.h"
+#include "platform/MVUserDefaults.h"
+#include "text/MVTextBuffer.h"
+#include "text/MVTextStorage.h"
+
+#include <QFileInfo>
+
+#include <cstdlib>
+
+MVSyntaxHighlightingTextView::MVSyntaxHighlightingTextView(QWidget *parent)
+    : MVTextView(parent)
+{
+    setDelegate(this);
+    setBundle(MVBundleRepository::sharedRepository().bundleForIdentifier(QStringLiteral("text.html")));
+    _activeParser = _parser.get();
+    loadColors();
+    _prefsChange = MVObservation(highlightingPrefsChangeNotification(), nullptr,
+                                 [this](const MVNotification &) { updateHighlighting(); });
+    _bundleCategoriesChange = MVObservation(bundleFileCategoriesChangedNotification(), nullptr,
+                                            [this](const MVNotification &) { _bundlesUpdated(); });
+    _fileCategoriesChange = MVObservation(fileCategoriesChangedNotification(), nullptr,
+                                          [this](const MVNotification &n) { _fileCatChange(n); });
+}
+
+MVSyntaxHighlightingTextView::~MVSyntaxHighlightingTextView()
+{
+    if (delegate() == this)
+        setDelegate(nullptr);
+}
+
+std::shared_ptr<MVTheme> MVSyntaxHighlightingTextView::_currentTheme() const
+{
+    return MVThemeRepository::sharedRepository().currentTheme();
+}
+
+void MVSyntaxHighlightingTextView::loadColors()
+{
+    const auto theme = _currentTheme();
+    if (!theme)
+        return;
+    setTextColor(theme->textColor());
+    setBackgroundColor(theme->backgroundColor());
+    setInsertionPointColor(theme->insertionPointColor());
+    setSelectionColor(theme->selectionColor());
+    setInvisiblesColor(theme->invisiblesColor());
+    // Uncoloured text has the text colour and no traits; the view paints
+    // the background itself, so runs carry none.
+    _standardAttributes = MVTextAttributes().setForeground(theme->textColor()).setTraits(0);
+}
+
+void MVSyntaxHighlightingTextView::setBundle(const std::shared_ptr<MVBundle> &bundle)
+{
+    _bundle = bundle;
+    setParser(bundle ? bundle->parser() : nullptr);
+}
+
+void MVSyntaxHighlightingTextView::setParser(const std::shared_ptr<MVParser> &parser)
+{
+    _parser = parser;
+    if (_parser)
+        _parser->setTheme(_currentTheme());
+}
+
+void MVSyntaxHighlightingTextView::setPath(const QString &path)
+{
+    _path = path;
+    std::shared_ptr<MVBundle> found;
+    if (!path.isEmpty())
+        found = MVBundleRepository::sharedRepository().bundleForFileCategory(QString(), QFileInfo(path).suffix());
+    if (!found && !_bundle)
+        found = MVBundleRepository::sharedRepository().bundleForIdentifier(QStringLiteral("text.html"));
+    if (found && found != _bundle) {
+        setBundle(found);
+        _activeParser = _parser.get();
+        if (textStorage()->length() > 0)
+            refreshHighlighting();
+    }
+}
+
+void MVSyntaxHighlightingTextView::setActive(bool active)
+{
+    _active = active;
+    if (_active && _hadEventWhileInactive) {
+        updateHighlighting();
+        _hadEventWhileInactive = false;
+    }
+}
+
+void MVSyntaxHighlightingTextView::syntaxHighlight(MVRange range, const QString &)
+{
+    const bool parse = _active && MVUserDefaults::standard().boolForKey(QStringLiteral("MVHighlightKey"));
+    const MVParser *parser = _activeParser ? _activeParser : _parser.get();
+    MVSyntaxColouring::syntaxHighlight(range, *textStorage(), _standardAttributes, parse ? parser : nullptr);
+}
+
+MVRange MVSyntaxHighlightingTextView::rangeToHighlightForRange(MVRange range) const
+{
+    return MVSyntaxColouring::rangeToHighlightForRange(*textStorage(), range);
+}
+
+void MVSyntaxHighlightingTextView::_highlightWholeText()
+{
+    // The whole text is always parsed by the language itself; the active
+    // parser survives.
+    MVParser *active = _activeParser;
+    _activeParser = nullptr;
+    syntaxHighlight(MVRange{0, textStorage()->length()});
+    _activeParser = active;
+}
+
+void MVSyntaxHighlightingTextView::refreshHighlighting()
+{
+    if (!_active) {
+        _hadEventWhileInactive = true;
+        return;
+    }
+    _highlightWholeText();
+}
+
+void MVSyntaxHighlightingTextView::updateHighlighting()
+{
+    loadColors();
+    if (_parser)
+        _parser->setTheme(_currentTheme());
+    refreshHighlighting();
+}
+
+void MVSyntaxHighlightingTextView::setString(const QString &string)
+{
+    MVTextView::setString(string);
+    _highlightWholeText();
+    if (!_active)
+        _hadEventWhileInactive = true;
+}
+
+void MVSyntaxHighlightingTextView::setText(MVTextBuffer &&buffer)
+{
+    MVTextView::setText(std::move(buffer));
+    _highlightWholeText();
+    if (!_active)
+        _hadEventWhileInactive = true;
+}
+
+void MVSyntaxHighlightingTextView::insertText(const QString &text)
+{
+    _insertingText = true;
+    MVTextView::insertText(text);
+    _insertingText = false;
+    if (!text.isEmpty() && (text.front() == QLatin1Char('\n') || text.front() == QLatin1Char('\r')))
+        _activeParser = checkForOpenSpecialsBefore(selectedRange().location);
+}
+
+MVParser *MVSyntaxHighlightingTextView::checkForOpenSpecialsBefore(qsizetype location)
+{
+    return MVSyntaxColouring::checkForOpenSpecialsBefore(_parser.get(), *textStorage(), location, _currentTheme());
+}
+
+MVParser *MVSyntaxHighlightingTextView::activeParser(bool recompute)
+{
+    if (recompute)
+        _activeParser = checkForOpenSpecialsBefore(selectedRange().location);
+    return _activeParser ? _activeParser : _parser.get();
+}
+
+bool MVSyntaxHighlightingTextView::textViewShouldChangeTextInRange(MVTextView *, MVRange range, const QString &replacement)
+{
+    _changeRange = MVRange{range.location, replacement.size()};
+    return true;
+}
+
+void MVSyntaxHighlightingTextView::textDidChange(MVTextView *)
+{
+    syntaxHighlight(rangeToHighlightForRange(_changeRange));
+}
+
+MVRange MVSyntaxHighlightingTextView::textViewWillChangeSelectionFromCharacterRange(MVTextView *, MVRange oldRange,
+                                                                                  MVRange proposed)
+{
+    // Typing and single arrow steps cost nothing; a jump works out the
+    // parser at the new place (or, while inserting, at the old one).
+    const qint32 from = qint32(oldRange.end());
+    const qint32 to = qint32(proposed.end());
+    if (std::abs(qint64(to) - qint64(from)) > 1)
+        _activeParser = checkForOpenSpecialsBefore(_insertingText ? oldRange.location : proposed.location);
+    return proposed;
+}
+
+void MVSyntaxHighlightingTextView::_bundlesUpdated()
+{
+    if (_path.isEmpty())
+        return;
+    const auto found = MVBundleRepository::sharedRepository().bundleForFileCategory(QString(), QFileInfo(_path).suffix());
+    if (found && found != _bundle) {
+        setBundle(found);
+        refreshHighlighting();
+    }
+}
+
+void MVSyntaxHighlightingTextView::_fileCatChange(const MVNotification &notification)
+{
+    const QString extension = notification.userInfo.value(QStringLiteral("extension")).toString();
+    if (extension.compare(QFileInfo(_path).suffix(), Qt::CaseInsensitive) == 0)
+        refreshHighlighting();
+}
+
+bool MVSyntaxHighlightingTextView::_isParser(const char *identifier) const
+{
+    return _parser && _parser->identifier() == QLatin1String(identifier);
+}
+
+bool MVSyntaxHighlightingTextView::isPerl() const { return _isParser("text.perl"); }
+bool MVSyntaxHighlightingTextView::isPython() const { return _isParser("text.py"); }
+bool MVSyntaxHighlightingTextView::isCSS() const { return _isParser("text.css"); }
+bool MVSyntaxHighlightingTextView::isJS() const { return _isParser("text.js"); }

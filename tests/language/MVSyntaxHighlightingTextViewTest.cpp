@@ -1,0 +1,122 @@
+#include "app/Defaults.h"
+#include "language/MVBundle.h"
+#include "language/MVBundleRepository.h"
+#include "language/MVParser.h"
+#include "language/MVSyntaxHighlightingTextView.h"
+#include "language/MVTheme.h"
+#include "language/MVThemeRepository.h"
+#include "platform/MVUserDefaults.h"
+#include "text/MVTextStorage.h"
+#include "text/MVUndoManager.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const QString Shipped = QStringLiteral(MORVEL_SOURCE_DIR "/resources");
+
+// The view on the shipped languages and themes, as the editor runs it.
+class HighlightingViewTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Defaults::setResourcesPathForTesting(Shipped);
+        MVUserDefaults::standard().setBool(QStringLiteral("MVHighlightKey"), true);
+        theme = MVThemeRepository::sharedRepository().currentTheme();
+        ASSERT_TRUE(theme);
+        view = std::make_unique<MVSyntaxHighlightingTextView>();
+    }
+    void TearDown() override
+    {
+        view.reset();
+        Defaults::setResourcesPathForTesting(QString());
+    }
+    QRgb colourAt(qsizetype index) const { return view->textStorage()->attributesAtIndex(index).foreground(); }
+    QRgb colourOf(const char *style) const
+    {
+        return theme->attributesForIdentifier(QLatin1String(style)).foreground();
+    }
+    qsizetype at(const char *text) const { return view->string().indexOf(QLatin1String(text)); }
+
+    std::shared_ptr<MVTheme> theme;
+    std::unique_ptr<MVSyntaxHighlightingTextView> view;
+};
+
+TEST_F(HighlightingViewTest, ANewViewColoursAsHTMLAndAPathPicksTheLanguage)
+{
+    EXPECT_EQ(view->parser()->identifier(), QStringLiteral("text.html"));
+    view->setString(QStringLiteral("<p>if</p>"));
+    EXPECT_EQ(colourAt(0), colourOf("markup.tag"));
+
+    view->setPath(QStringLiteral("/tmp/a.py"));
+    EXPECT_TRUE(view->isPython());
+    view->setString(QStringLiteral("def f(): return 'x'"));
+    EXPECT_EQ(colourAt(0), colourOf("keyword.declaration"));
+    EXPECT_EQ(colourAt(at("'x'")), colourOf("string.single"));
+    // An unknown extension keeps the language the view has.
+    view->setPath(QStringLiteral("/tmp/a.unknown-extension"));
+    EXPECT_TRUE(view->isPython());
+}
+
+TEST_F(HighlightingViewTest, TypingKeepsTheTextColouredWithoutUndoSteps)
+{
+    view->setPath(QStringLiteral("a.js"));
+    view->setString(QStringLiteral("var a;\n"));
+    EXPECT_FALSE(view->undoManager()->canUndo());
+    view->setSelectedRange(MVRange{view->string().size(), 0});
+    for (const QChar c : QStringLiteral("return 'x'"))
+        view->insertText(QString(c));
+    EXPECT_EQ(colourAt(at("return")), colourOf("keyword.control"));
+    EXPECT_EQ(colourAt(at("'x'")), colourOf("string.single"));
+    // Undo takes back the typing, and the text is coloured as it was.
+    view->undo();
+    EXPECT_EQ(view->string(), QStringLiteral("var a;\n"));
+    view->redo();
+    EXPECT_EQ(colourAt(at("return")), colourOf("keyword.control"));
+}
+
+TEST_F(HighlightingViewTest, TheActiveParserFollowsJumpsIntoEmbeddedRegions)
+{
+    view->setString(QStringLiteral("<p>x</p>\n<script>\nvar a;\n</script>\n<b>if</b>"));
+    const MVParser *html = view->parser().get();
+    EXPECT_EQ(view->activeParser(false), html);
+    // A click into the script: the script language is active, and typing
+    // there is coloured by it alone.
+    view->setSelectedRange(MVRange{at("a;"), 0});
+    EXPECT_EQ(view->activeParser(false)->identifier(), QStringLiteral("text.js"));
+    view->insertText(QStringLiteral("if "));
+    EXPECT_EQ(colourAt(at("if ")), colourOf("keyword.control"));
+    EXPECT_EQ(view->textStorage()->attributesAtIndex(at("if ")).parser(), view->activeParser(false));
+    // A jump out of it.
+    view->setSelectedRange(MVRange{at("<b>"), 0});
+    EXPECT_EQ(view->activeParser(false), html);
+    // A full refresh parses with the language itself and keeps the active parser.
+    view->setSelectedRange(MVRange{at("a;"), 0});
+    view->refreshHighlighting();
+    EXPECT_EQ(view->textStorage()->attributesAtIndex(0).parser(), html);
+    EXPECT_EQ(view->activeParser(false)->identifier(), QStringLiteral("text.js"));
+}
+
+TEST_F(HighlightingViewTest, AnInactiveViewColoursWhenShown)
+{
+    view->setPath(QStringLiteral("a.css"));
+    view->setActive(false);
+    view->setString(QStringLiteral("body { color: red; }"));
+    EXPECT_EQ(colourAt(0), theme->textColor().rgba());
+    view->setActive(true);
+    EXPECT_EQ(colourAt(0), colourOf("css.selector"));
+}
+
+TEST_F(HighlightingViewTest, HighlightingSwitchedOffLeavesPlainText)
+{
+    view->setPath(QStringLiteral("a.sql"));
+    MVUserDefaults::standard().setBool(QStringLiteral("MVHighlightKey"), false);
+    view->setString(QStringLiteral("select 1"));
+    EXPECT_EQ(colourAt(0), theme->textColor().rgba());
+    MVUserDefaults::standard().setBool(QStringLiteral("MVHighlightKey"), true);
+    MVNotificationCenter::defaultCenter().post(MVSyntaxHighlightingTextView::highlightingPrefsChangeNotification());
+    EXPECT_EQ(colourAt(0), colourOf("keyword"));
+}
+
+} // namespace
