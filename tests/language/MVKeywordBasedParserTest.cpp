@@ -201,4 +201,25 @@ TEST_F(KeywordParserTest, ManyCommentsAndStringsStayLinear)
     EXPECT_EQ(styleAt(storage, text.size() - 12), QStringLiteral("keyword"));
 }
 
+TEST_F(KeywordParserTest, LargeBadInputsColourWithoutHanging)
+{
+    // An unclosed block comment at the start of a large text is one comment.
+    QString text = QStringLiteral("/* never closed\n");
+    while (text.size() < 4'000'000)
+        text += QStringLiteral("if (a) return 'x'; // c\n");
+    storage.setString(text);
+    colour(storage, parser.get());
+    EXPECT_EQ(styleAt(storage, text.size() - 1), QStringLiteral("comment.block"));
+    EXPECT_LE(storage.runCount(), 4);
+
+    // One line of 2 M characters of minified script.
+    QString line;
+    while (line.size() < 2'000'000)
+        line += QStringLiteral("if(a){return\"x\"+b;}var d='y';");
+    storage.setString(line);
+    colour(storage, parser.get());
+    EXPECT_EQ(styleAt(storage, line.size() - 4), QStringLiteral("string.single"));
+    EXPECT_EQ(styleAt(storage, line.size() - 29), QStringLiteral("keyword"));
+}
+
 } // namespace
