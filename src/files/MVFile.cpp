@@ -1,6 +1,7 @@
 #include "files/MVFile.h"
 
 #include "files/FileManagerUtilities.h"
+#include "files/MVFileCategories.h"
 #include "files/MVFileFilters.h"
 #include "files/MVFileNodeDocument.h"
 #include "files/MVFileSCMStatus.h"
@@ -168,6 +169,11 @@ QString MVFile::indicator() const
     if (_remoteRepresentation)
         return MVLocalizedString(QStringLiteral("R"));
     return MVLocalizedString(QStringLiteral("L"));
+}
+
+bool MVFile::isTextFile() const
+{
+    return MVFileCategories::sharedCategories().pathIsType(path(), MVFileCategories::Text);
 }
 
 std::shared_ptr<MVFileWatcher> MVFile::fileWatcher() const

@@ -67,6 +67,9 @@ public:
     void setExpanded(bool expanded);
     // "" with both representations, "R" with only the remote one, else "L".
     QString indicator() const;
+    // Whether the file at the node's path is text, by its extension's
+    // category or else by its contents.
+    bool isTextFile() const;
 
     MVFileTreeDelegate *delegate() const { return _delegate; }
     void setDelegate(MVFileTreeDelegate *delegate) { _delegate = delegate; }

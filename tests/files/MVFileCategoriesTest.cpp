@@ -1,4 +1,5 @@
 #include "files/MVFileCategories.h"
+#include "files/MVFile.h"
 
 #include "app/Defaults.h"
 #include "language/MVBundle.h"
@@ -104,6 +105,14 @@ TEST_F(MVFileCategoriesTest, TheShippedCategoriesCoverWebWorkAndNameEveryLanguag
         for (const QVariant &type : info->value("file-types").toList())
             EXPECT_TRUE(types.contains(type.toString())) << bundle.toStdString() << ": " << type.toString().toStdString();
     }
+}
+
+TEST_F(MVFileCategoriesTest, ANodeIsTextByItsCategoryOrItsContents)
+{
+    EXPECT_TRUE(MVFile::fileWithPath(dir.write("page.html", ""), nullptr)->isTextFile());
+    EXPECT_FALSE(MVFile::fileWithPath(dir.write("logo.png", pngBytes()), nullptr)->isTextFile());
+    EXPECT_TRUE(MVFile::fileWithPath(dir.write("CHANGES", textBytes()), nullptr)->isTextFile());
+    EXPECT_FALSE(MVFile::fileWithPath(dir.write("archive", binaryBytes()), nullptr)->isTextFile());
 }
 
 TEST_F(MVFileCategoriesTest, LanguagesTakeTheirExtensionsFromTheCategories)

@@ -298,6 +298,21 @@ TEST_F(MVInotifyWatcherTest, AWatchedDirectoryThatIsDeletedOrMovedAwayLeavesTheT
     EXPECT_TRUE(delegate.errors.empty()) << delegate.errors.front().localizedDescription().toStdString();
 }
 
+TEST_F(MVInotifyWatcherTest, ARootThatGoesAwayIsReportedOnce)
+{
+    dir.write("site/index.html", "i");
+    watchedRoot(dir.file("site"));
+    ASSERT_TRUE(QDir(dir.file("site")).removeRecursively());
+    EXPECT_TRUE(waitFor([&] { return !delegate.errors.empty(); }));
+    // The tree stays as it was; a new directory at the path is not the root's.
+    dir.write("site/other.html", "o");
+    dir.write("marker.txt", "m");
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    MVMainThread::processPending();
+    EXPECT_EQ(delegate.errors.size(), 1u);
+    EXPECT_EQ(delegate.errors.front().code(), 9);
+}
+
 TEST_F(MVInotifyWatcherTest, NamesThatAreNotUTF8AndDirectoriesWithoutReadPermission)
 {
     dir.write("d/plain.txt", "p");
