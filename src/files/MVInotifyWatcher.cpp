@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstring>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <vector>
@@ -363,7 +364,12 @@ std::shared_ptr<MVInotifyWatcher> MVInotifyWatcher::make()
         return nullptr;
     }
     state->self = state;
-    state->thread = std::thread([state] { state->run(); });
+    try {
+        state->thread = std::thread([state] { state->run(); });
+    } catch (const std::system_error &error) {
+        MVLog::line(QStringLiteral("WATCHER THREAD NOT STARTED, NOT WATCHING: %1").arg(QString::fromLocal8Bit(error.what())));
+        return nullptr;
+    }
     return std::shared_ptr<MVInotifyWatcher>(new MVInotifyWatcher(std::move(state)));
 }
 
