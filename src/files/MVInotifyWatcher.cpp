@@ -125,6 +125,9 @@ struct MVInotifyWatcher::State
         quint32 pending = 0;
         // The file as the node last knew it (files only).
         Signature known;
+        // What the kernel's watch is on.
+        dev_t watchedDevice = 0;
+        ino_t watchedInode = 0;
     };
 
     ~State()
@@ -173,6 +176,11 @@ bool MVInotifyWatcher::State::addWatch(const MVFile *key, Entry &entry)
     }
     entry.watch = watch;
     watches[watch].push_back(key);
+    struct stat st;
+    if (::stat(entry.path.constData(), &st) == 0) {
+        entry.watchedDevice = st.st_dev;
+        entry.watchedInode = st.st_ino;
+    }
     return true;
 }
 
@@ -257,6 +265,14 @@ void MVInotifyWatcher::State::deliver()
                 releaseWatch(it->first, entry);
                 it = files.erase(it);
                 continue;
+            }
+            if (entry.pending && entry.watch >= 0) {
+                // A file replaced while the old one is still open somewhere
+                // is not deleted yet: the watch must move to the new one.
+                struct stat st;
+                if (::stat(entry.path.constData(), &st) == 0
+                    && (st.st_dev != entry.watchedDevice || st.st_ino != entry.watchedInode))
+                    releaseWatch(it->first, entry);
             }
             if (entry.watch < 0 && (entry.type == File || isDirectory(entry.path)))
                 addWatch(it->first, entry);

@@ -143,6 +143,15 @@ TEST_F(MVInotifyWatcherTest, AFileReplacedByARenameIsWatchedAgain)
     EXPECT_TRUE(waitFor([&] { return document.externalChanges == 2; })) << document.externalChanges;
     replaceByRename(dir.file("page.html"), "three");
     EXPECT_TRUE(waitFor([&] { return document.externalChanges == 3; })) << document.externalChanges;
+
+    // The old file stays open elsewhere, so it is not deleted: the watch
+    // still moves to the new one.
+    QFile held(dir.file("page.html"));
+    ASSERT_TRUE(held.open(QIODevice::ReadOnly));
+    replaceByRename(dir.file("page.html"), "four");
+    EXPECT_TRUE(waitFor([&] { return document.externalChanges == 4; })) << document.externalChanges;
+    append(dir.file("page.html"), " more");
+    EXPECT_TRUE(waitFor([&] { return document.externalChanges == 5; })) << document.externalChanges;
     page->setDocument(nullptr);
 }
 
