@@ -5,8 +5,10 @@
 class MVFile;
 
 // Watches nodes for changes on disk, on a thread of its own, and calls
-// MVFile::watcherNoticedChange on that thread. Keyed by the node's uuid; a
-// watcher keeps only weak references to nodes.
+// MVFile::watcherNoticedChange, which moves to the main thread by itself (the
+// inotify watcher already calls it there, so that a node is never held, and
+// so never destroyed, off the main thread). A watcher keeps only weak
+// references to nodes.
 class MVFileWatcher
 {
 public:
