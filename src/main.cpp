@@ -1,5 +1,7 @@
 #include "app/Defaults.h"
 #include "app/MVDocumentController.h"
+#include "files/MVFileCategories.h"
+#include "files/MVInotifyWatcher.h"
 #include "files/MVMultiFileDocument.h"
 #include "files/MVSingleFileDocument.h"
 #include "platform/MVSingleInstance.h"
@@ -46,6 +48,9 @@ int main(int argc, char **argv)
         return 0;
 
     MVDocumentController::initializeClass();
+    // Before any tree root is made or any language loads.
+    MVInotifyWatcher::install();
+    MVFileCategories::installBundleResolver();
     MVStringTable::sharedTable().loadFromFile(Defaults::bundleResourcePath(QStringLiteral("Localizable"), QStringLiteral("plist"), QString()));
 
     MVDocumentController &controller = MVDocumentController::sharedController();
