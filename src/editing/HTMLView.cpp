@@ -3,6 +3,7 @@
 #include "files/GeneralUtility.h"
 #include "language/MVBundle.h"
 #include "language/MVBundleRepository.h"
+#include "platform/MVNotificationCenter.h"
 #include "platform/MVUserDefaults.h"
 #include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
@@ -142,6 +143,9 @@ void HTMLView::setPath(const QString &path)
 {
     _path = path;
     const QString extension = QFileInfo(path).suffix();
+    // The languages observe the notification centre until they are destroyed
+    // at exit: the centre must exist first so that it is destroyed after them.
+    MVNotificationCenter::defaultCenter();
     auto &repository = MVBundleRepository::sharedRepository();
     _bundle = extension.isEmpty() ? nullptr : repository.bundleForFileCategory(QString(), extension);
     if (!_bundle)
