@@ -4,8 +4,10 @@
 
 MVNotificationCenter &MVNotificationCenter::defaultCenter()
 {
-    static MVNotificationCenter center;
-    return center;
+    // Never destroyed: observers held by other process-wide objects (languages,
+    // themes) unregister during exit, in an order static destruction cannot promise.
+    static MVNotificationCenter *center = new MVNotificationCenter;
+    return *center;
 }
 
 MVNotificationCenter::Token MVNotificationCenter::addObserver(const QString &name, const void *object, Handler handler)

@@ -32,8 +32,10 @@ bool isNumberType(const QVariant &v)
 
 MVUserDefaults &MVUserDefaults::standard()
 {
-    static MVUserDefaults defaults(standardPath());
-    return defaults;
+    // Never destroyed, for the same reason as the notification centre: other
+    // process-wide objects may still remove their observers during exit.
+    static MVUserDefaults *defaults = new MVUserDefaults(standardPath());
+    return *defaults;
 }
 
 QString MVUserDefaults::standardPath()
