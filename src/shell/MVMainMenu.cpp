@@ -1,5 +1,7 @@
 #include "shell/MVMainMenu.h"
 
+#include "shell/MVFindWindow.h"
+
 #include "app/MVDocumentController.h"
 #include "editing/HTMLView.h"
 #include "files/MVFileDocument.h"
@@ -200,6 +202,12 @@ void MVMainMenu::install(QMainWindow *window, MVShell *shell, MVDocument *docume
     edit->addAction(QObject::tr("&Paste"), [] { sendToFocus("paste", &MVTextView::paste); })->setShortcut(QKeySequence::Paste);
     edit->addAction(QObject::tr("Select &All"), [] { sendToFocus("selectAll", &MVTextView::selectAll); })
         ->setShortcut(QKeySequence::SelectAll);
+    edit->addSeparator();
+    QMenu *find = edit->addMenu(QObject::tr("&Find"));
+    MVFindWindow::sharedWindow().addActionsToMenu(find, [window]() -> MVTextView * {
+        auto *documentWindow = dynamic_cast<MVDocumentWindow *>(window);
+        return documentWindow ? documentWindow->currentTextView() : nullptr;
+    });
 
     QMenu *windows = bar->addMenu(QObject::tr("&Window"));
     QAction *manager = windows->addAction(QObject::tr("&Project Manager"), [&controller] { controller.showProjectManager(); });
