@@ -4,6 +4,11 @@
 // language and for HTML with embedded script and style. Also the inputs that
 // must not hang: an unclosed comment at the start of a large file and a
 // single 5 MB line of minified script.
+//
+// Real sources: set MORVEL_COLOUR_INPUTS to a folder holding all.php, all.js
+// and all.css (any large files of those languages, e.g. the sources of a web
+// application concatenated); the full colouring of each is measured in
+// bytes of the file per second. Without the variable those cases are skipped.
 #include "language/MVBundle.h"
 #include "language/MVBundleRepository.h"
 #include "language/MVParser.h"
@@ -14,9 +19,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QFile>
 #include <QTemporaryDir>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <vector>
 
 namespace {
 
@@ -209,5 +218,136 @@ void BM_KeystrokeMinified5MBLine(benchmark::State &state)
     keystrokes(state, "text.js", line, line.size() / 2);
 }
 BENCHMARK(BM_KeystrokeMinified5MBLine)->Unit(benchmark::kMillisecond);
+
+// ---- real sources ---------------------------------------------------------
+
+void realInputColouring(benchmark::State &state, const char *language, const char *file)
+{
+    const QByteArray folder = qgetenv("MORVEL_COLOUR_INPUTS");
+    QFile input(QFile::decodeName(folder) + QLatin1Char('/') + QLatin1String(file));
+    if (folder.isEmpty() || !input.open(QIODevice::ReadOnly)) {
+        state.SkipWithError("set MORVEL_COLOUR_INPUTS to a folder with all.php, all.js and all.css");
+        return;
+    }
+    const QByteArray bytes = input.readAll();
+    auto parser = languages().parser(language);
+    MVTextStorage storage(QString::fromUtf8(bytes));
+    for (auto _ : state) {
+        // Each pass starts from plain text, as a file that was just opened.
+        state.PauseTiming();
+        storage.setAttributes(MVTextAttributes(), MVRange{0, storage.length()});
+        state.ResumeTiming();
+        colourAll(storage, parser.get());
+        benchmark::DoNotOptimize(storage.runCount());
+    }
+    state.SetBytesProcessed(state.iterations() * bytes.size());
+    state.counters["runs"] = double(storage.runCount());
+}
+
+void BM_FullColouringRealPHP(benchmark::State &state)
+{
+    realInputColouring(state, "text.php", "all.php");
+}
+BENCHMARK(BM_FullColouringRealPHP)->Unit(benchmark::kMillisecond)->MinTime(2);
+
+void BM_FullColouringRealScript(benchmark::State &state)
+{
+    realInputColouring(state, "text.js", "all.js");
+}
+BENCHMARK(BM_FullColouringRealScript)->Unit(benchmark::kMillisecond)->MinTime(2);
+
+void BM_FullColouringRealCSS(benchmark::State &state)
+{
+    realInputColouring(state, "text.css", "all.css");
+}
+BENCHMARK(BM_FullColouringRealCSS)->Unit(benchmark::kMillisecond)->MinTime(2);
+
+void BM_FullColouringRealPHPAsHTML(benchmark::State &state)
+{
+    // The same sources through the markup parser, which hands the script
+    // regions to the script language.
+    realInputColouring(state, "text.html", "all.php");
+}
+BENCHMARK(BM_FullColouringRealPHPAsHTML)->Unit(benchmark::kMillisecond)->MinTime(2);
+
+// ---- keystroke latency ----------------------------------------------------
+
+// Each iteration types text at a place and re-colours by the incremental
+// rule, then deletes it again and re-colours; both steps are timed one by
+// one, and the median and 99th percentile of each are reported in
+// microseconds. The place is the start of the file, the middle of a line in
+// the middle, or the end.
+enum class Place { Start, Middle, End };
+
+void keystrokeLatency(benchmark::State &state, const char *language, const QString &text, Place place,
+                      const QString &typed)
+{
+    auto parser = languages().parser(language);
+    MVTextStorage storage(text);
+    colourAll(storage, parser.get());
+    const MVParser *p = parser.get();
+    qsizetype location = 0;
+    if (place == Place::Middle)
+        location = text.indexOf(QLatin1Char(' '), text.size() / 2);
+    else if (place == Place::End)
+        location = text.size();
+
+    using Clock = std::chrono::steady_clock;
+    std::vector<double> inserts;
+    std::vector<double> deletes;
+    auto timed = [&](std::vector<double> &samples, MVRange range, const QString &replacement) {
+        const auto start = Clock::now();
+        storage.replaceCharacters(range, replacement);
+        MVSyntaxColouring::syntaxHighlight(
+            MVSyntaxColouring::rangeToHighlightForRange(storage, MVRange{range.location, replacement.size()}), storage,
+            languages().standard, p);
+        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        samples.push_back(seconds * 1e6);
+        return seconds;
+    };
+    for (auto _ : state) {
+        double seconds = timed(inserts, MVRange{location, 0}, typed);
+        seconds += timed(deletes, MVRange{location, typed.size()}, QString());
+        state.SetIterationTime(seconds);
+    }
+    auto percentile = [](std::vector<double> samples, double fraction) {
+        if (samples.empty())
+            return 0.0;
+        const size_t index = std::min(samples.size() - 1, size_t(fraction * double(samples.size())));
+        std::nth_element(samples.begin(), samples.begin() + qsizetype(index), samples.end());
+        return samples[index];
+    };
+    state.counters["type_p50_us"] = percentile(inserts, 0.5);
+    state.counters["type_p99_us"] = percentile(inserts, 0.99);
+    state.counters["delete_p50_us"] = percentile(deletes, 0.5);
+    state.counters["delete_p99_us"] = percentile(deletes, 0.99);
+}
+
+const QString &script100k()
+{
+    static const QString text = scriptText(100000);
+    return text;
+}
+
+void BM_LatencyScript100kLines(benchmark::State &state, Place place, const char *typed)
+{
+    keystrokeLatency(state, "text.js", script100k(), place, QString::fromUtf8(typed));
+}
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, character_start, Place::Start, "x")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, character_middle, Place::Middle, "x")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, character_end, Place::End, "x")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, newline_start, Place::Start, "\n")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, newline_middle, Place::Middle, "\n")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, newline_end, Place::End, "\n")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, comment_start, Place::Start, "/*")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, comment_middle, Place::Middle, "/*")->UseManualTime()->Iterations(2000);
+BENCHMARK_CAPTURE(BM_LatencyScript100kLines, comment_end, Place::End, "/*")->UseManualTime()->Iterations(2000);
+
+void BM_LatencyMinified5MBLine(benchmark::State &state)
+{
+    static const QString line = minifiedLine();
+    keystrokeLatency(state, "text.js", line, Place::Middle, QStringLiteral("x"));
+}
+BENCHMARK(BM_LatencyMinified5MBLine)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 
 } // namespace

@@ -82,7 +82,15 @@ void MVParser::setFoldCloser(const QString &pattern)
 
 MVParser::SubparserRanges MVParser::parseRange(MVRange range, MVTextStorage &storage) const
 {
-    storage.addAttribute(MVAttribute::Parser, quint64(quintptr(this)), range);
+    MVAttributeOverlay overlay;
+    SubparserRanges regions = parseRange(range, storage, overlay);
+    storage.applyAttributeOverlay(overlay);
+    return regions;
+}
+
+MVParser::SubparserRanges MVParser::parseRange(MVRange range, const MVTextStorage &, MVAttributeOverlay &overlay) const
+{
+    overlay.addParser(this, range);
     return {};
 }
 

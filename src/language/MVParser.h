@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+class MVAttributeOverlay;
 class MVBundle;
 class MVBundleRepository;
 class MVRegex;
@@ -66,10 +67,13 @@ public:
     void setCodeNavParser(std::shared_ptr<MVBundleDefinition> parser) { _codeNavParser = std::move(parser); }
 
     // Colours the range of the storage and gives the ranges that sub-parsers
-    // are to colour next. The base class marks the range as parsed by itself
-    // (the Parser attribute) and gives nothing; subclasses colour first and
-    // end by calling it.
-    virtual SubparserRanges parseRange(MVRange range, MVTextStorage &storage) const;
+    // are to colour next.
+    SubparserRanges parseRange(MVRange range, MVTextStorage &storage) const;
+    // The same, with the colours added to overlay (in text order) for the
+    // caller to write into the storage in one pass. The base class marks the
+    // range as parsed by itself (the Parser attribute) and gives nothing;
+    // subclasses colour first and end by calling it.
+    virtual SubparserRanges parseRange(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay) const;
     // The parsers that can be active inside this one.
     virtual std::vector<MVParser *> subparsers() const { return {}; }
     // Whether single quotes delimit strings in this language.

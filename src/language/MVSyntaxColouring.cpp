@@ -31,19 +31,34 @@ void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, c
                                         const MVParser *parser)
 {
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
-    storage.beginEditing();
-    storage.addAttributes(standardAttributes, r);
-    storage.removeAttribute(MVAttribute::MultiLine, r);
+    // One overlay per thread serves every colouring, so that typing allocates
+    // nothing; a colouring started from inside another (an observer of the
+    // storage) gets its own.
+    thread_local MVAttributeOverlay shared;
+    thread_local bool sharedInUse = false;
+    MVAttributeOverlay local;
+    const bool useShared = !sharedInUse;
+    MVAttributeOverlay &overlay = useShared ? shared : local;
+    sharedInUse = true;
+    overlay.clear();
     // A style's background does not outlive the style when the standard
     // attributes leave the background to the view.
-    if (!standardAttributes.has(MVAttribute::BackgroundColor))
-        storage.removeAttribute(MVAttribute::BackgroundColor, r);
+    if (standardAttributes.has(MVAttribute::BackgroundColor))
+        overlay.setBase(r, standardAttributes, {MVAttribute::MultiLine});
+    else
+        overlay.setBase(r, standardAttributes, {MVAttribute::MultiLine, MVAttribute::BackgroundColor});
     if (parser && r.length > 0) {
-        const MVParser::SubparserRanges regions = parser->parseRange(r, storage);
+        const MVParser::SubparserRanges regions = parser->parseRange(r, storage, overlay);
         for (const auto &[region, subparser] : regions) {
             if (subparser && region.length > 0)
-                subparser->parseRange(region, storage);
+                subparser->parseRange(region, storage, overlay);
         }
+    }
+    storage.beginEditing();
+    storage.applyAttributeOverlay(overlay);
+    if (useShared) {
+        overlay.clear();
+        sharedInUse = false;
     }
     storage.endEditing();
 }

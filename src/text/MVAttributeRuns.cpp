@@ -279,3 +279,100 @@ void MVAttributeRuns::forEachRun(MVRange range, const std::function<bool(MVRange
         ++run;
     }
 }
+
+void MVAttributeRuns::copyRuns(MVRange range, std::vector<Run> &out) const
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
+    const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
+    if (to == from)
+        return;
+    const Place place = _locate(from);
+    qsizetype start = place.runStart;
+    qsizetype block = place.block;
+    qsizetype run = place.run;
+    while (start < to && block < qsizetype(_blocks.size())) {
+        const std::vector<Run> &runs = _blocks[block].runs;
+        if (run >= qsizetype(runs.size())) {
+            ++block;
+            run = 0;
+            continue;
+        }
+        const qsizetype end = start + runs[run].length;
+        out.push_back(Run{qMin(end, to) - qMax(start, from), runs[run].id});
+        start = end;
+        ++run;
+    }
+}
+
+void MVAttributeRuns::replace(MVRange range, const std::vector<Run> &runs)
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
+    const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
+    if (to == from)
+        return;
+    // Cut the runs at both ends of the range, so that it covers whole runs.
+    if (to < _length)
+        _split(to);
+    if (from > 0)
+        _split(from);
+    const Place first = _locate(from);
+    const Place last = to < _length ? _locate(to) : Place{qsizetype(_blocks.size()) - 1, qsizetype(_blocks.back().runs.size()), _length};
+    // The runs of the blocks concerned: those before the range in the first
+    // block, the new ones (clipped to the range), those after it in the last.
+    std::vector<Run> &all = _scratch;
+    all.clear();
+    auto append = [&all](Run run) {
+        if (run.length <= 0)
+            return;
+        if (!all.empty() && all.back().id == run.id)
+            all.back().length += run.length;
+        else
+            all.push_back(run);
+    };
+    const std::vector<Run> &firstRuns = _blocks[first.block].runs;
+    for (qsizetype i = 0; i < first.run; ++i)
+        append(firstRuns[i]);
+    qsizetype left = to - from;
+    for (const Run &run : runs) {
+        if (left <= 0)
+            break;
+        const qsizetype length = qMin(run.length, left);
+        append(Run{length, run.id});
+        left -= qMax<qsizetype>(length, 0);
+    }
+    if (left > 0) {
+        // Runs that fall short leave the rest of the range with the last id.
+        append(Run{left, all.empty() ? 0 : all.back().id});
+    }
+    const std::vector<Run> &lastRuns = _blocks[last.block].runs;
+    for (qsizetype i = last.run; i < qsizetype(lastRuns.size()); ++i)
+        append(lastRuns[i]);
+
+    // Lay the runs out over as many blocks as before when they fit, so that
+    // an edit of a few lines keeps the block list and its tree as they are.
+    const qsizetype oldCount = last.block - first.block + 1;
+    const qsizetype total = qsizetype(all.size());
+    qsizetype count = oldCount;
+    if (total > oldCount * MaxRunsPerBlock || total < oldCount)
+        count = qMax<qsizetype>(1, (total + FreshRunsPerBlock - 1) / FreshRunsPerBlock);
+    if (count > oldCount) {
+        _blocks.insert(_blocks.begin() + last.block + 1, size_t(count - oldCount), Block());
+        _dirty = true;
+    } else if (count < oldCount) {
+        _blocks.erase(_blocks.begin() + first.block + count, _blocks.begin() + last.block + 1);
+        _dirty = true;
+    }
+    qsizetype next = 0;
+    for (qsizetype b = 0; b < count; ++b) {
+        const qsizetype end = total * (b + 1) / count;
+        Block &block = _blocks[first.block + b];
+        block.runs.assign(all.begin() + next, all.begin() + end);
+        qsizetype length = 0;
+        for (const Run &run : block.runs)
+            length += run.length;
+        if (!_dirty)
+            _tree.add(first.block + b, length - block.length);
+        block.length = length;
+        next = end;
+    }
+}

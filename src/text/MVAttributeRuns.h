@@ -16,6 +16,12 @@
 class MVAttributeRuns
 {
 public:
+    struct Run
+    {
+        qsizetype length;
+        quint32 id;
+    };
+
     MVAttributeRuns();
 
     qsizetype length() const { return _length; }
@@ -39,12 +45,15 @@ public:
 
     void clear(qsizetype length = 0, quint32 id = 0);
 
+    // Replaces every run of range with runs, whose lengths add up to the
+    // range's length (the range is clipped to the text; so are the runs).
+    // One pass over the blocks the range covers, whatever the number of runs:
+    // the way to write the colours of a whole parse at once.
+    void replace(MVRange range, const std::vector<Run> &runs);
+    // Appends the runs across range, clipped to it, in order.
+    void copyRuns(MVRange range, std::vector<Run> &out) const;
+
 private:
-    struct Run
-    {
-        qsizetype length;
-        quint32 id;
-    };
     struct Block
     {
         std::vector<Run> runs;
@@ -58,6 +67,9 @@ private:
     };
 
     static constexpr qsizetype MaxRunsPerBlock = 256;
+    // Runs per block when blocks are laid out afresh: room to grow before a
+    // block splits.
+    static constexpr qsizetype FreshRunsPerBlock = 192;
 
     Place _locate(qsizetype position) const;
     // Makes a run start at position (0 < position < length) and gives its place.
@@ -72,4 +84,5 @@ private:
     qsizetype _length = 0;
     mutable MVFenwickTree _tree;
     mutable bool _dirty = true;
+    std::vector<Run> _scratch;
 };

@@ -2,6 +2,8 @@
 
 #include "platform/MVNotificationCenter.h"
 
+#include <QVarLengthArray>
+
 namespace {
 constexpr char16_t ObjectReplacementCharacter = 0xFFFC;
 }
@@ -118,6 +120,182 @@ void MVTextStorage::_shiftAttachments(MVRange oldRange, qsizetype newLength)
 }
 
 // ---- attributes -----------------------------------------------------------
+
+// A few recent sets and their ids in front of the interning table: the runs
+// of one parse use a handful of distinct sets over and over.
+struct MVTextStorage::InternCache
+{
+    static constexpr size_t Size = 64;
+    struct Entry
+    {
+        MVTextAttributes attributes;
+        quint32 id = 0;
+        bool used = false;
+    };
+    Entry entries[Size];
+
+    quint32 id(MVTextStorage &storage, const MVTextAttributes &attributes)
+    {
+        Entry &entry = entries[qHash(attributes) % Size];
+        if (!entry.used || !(entry.attributes == attributes)) {
+            entry.attributes = attributes;
+            entry.id = storage._intern(attributes);
+            entry.used = true;
+        }
+        return entry.id;
+    }
+};
+
+namespace {
+
+void appendRun(std::vector<MVAttributeRuns::Run> &runs, qsizetype length, quint32 id)
+{
+    if (!runs.empty() && runs.back().id == id)
+        runs.back().length += length;
+    else
+        runs.push_back(MVAttributeRuns::Run{length, id});
+}
+
+// Scratch vectors keep their memory for the next edit, unless a whole large
+// text passed through them.
+template <typename T>
+void releaseIfLarge(std::vector<T> &scratch)
+{
+    if (scratch.capacity() > 65536)
+        std::vector<T>().swap(scratch);
+    else
+        scratch.clear();
+}
+
+} // namespace
+
+void MVTextStorage::_replaceRuns(MVRange range)
+{
+    _runs.replace(range, _newRuns);
+    releaseIfLarge(_newRuns);
+    releaseIfLarge(_oldRuns);
+    _edited(EditedAttributes, range, 0);
+}
+
+void MVTextStorage::setAttributeRuns(MVRange range, const std::vector<AttributeRun> &runs)
+{
+    const MVRange clipped = MVIntersectionRange(range, MVRange{0, length()});
+    if (clipped.length == 0)
+        return;
+    InternCache cache;
+    _newRuns.clear();
+    for (const auto &[runLength, attributes] : runs) {
+        if (runLength > 0)
+            appendRun(_newRuns, runLength, cache.id(*this, attributes));
+    }
+    _replaceRuns(clipped);
+}
+
+void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
+{
+    struct Op
+    {
+        qsizetype from;
+        qsizetype to;
+        const MVTextAttributes *attributes;
+    };
+    const qsizetype n = length();
+    const MVRange base = MVIntersectionRange(overlay.baseRange(), MVRange{0, n});
+    qsizetype start = base.length > 0 ? base.location : n;
+    qsizetype end = base.length > 0 ? base.end() : 0;
+
+    // Parser marks touch one key that no other addition sets: they can go
+    // behind the others, where they form one or two layers instead of one
+    // between each region's tokens and the next.
+    std::vector<Op> ops;
+    ops.reserve(overlay.additions().size());
+    auto take = [&](const MVAttributeOverlay::Addition &addition) {
+        const qsizetype from = qMax<qsizetype>(0, addition.from);
+        const qsizetype to = qMin(n, addition.to);
+        if (to <= from)
+            return;
+        ops.push_back(Op{from, to, &addition.attributes});
+        start = qMin(start, from);
+        end = qMax(end, to);
+    };
+    if (overlay.hasParserInAdditions()) {
+        for (const auto &addition : overlay.additions())
+            take(addition);
+    } else {
+        for (const auto &addition : overlay.additions()) {
+            if (!MVAttributeOverlay::isParserMark(addition.attributes))
+                take(addition);
+        }
+        for (const auto &addition : overlay.additions()) {
+            if (MVAttributeOverlay::isParserMark(addition.attributes))
+                take(addition);
+        }
+    }
+    if (end <= start)
+        return;
+
+    // Layers: stretches of the additions in order whose ranges follow one
+    // another without overlap. Inside a layer the order does not matter, so
+    // all layers are walked side by side over the text.
+    struct Layer
+    {
+        size_t next;
+        size_t end;
+    };
+    QVarLengthArray<Layer, 8> layers;
+    qsizetype layerEnd = 0;
+    for (size_t i = 0; i < ops.size(); ++i) {
+        if (layers.isEmpty() || ops[i].from < layerEnd) {
+            layers.append(Layer{i, i});
+            layerEnd = 0;
+        }
+        layers.back().end = i + 1;
+        layerEnd = qMax(layerEnd, ops[i].to);
+    }
+
+    _oldRuns.clear();
+    _runs.copyRuns(MVRange{start, end - start}, _oldRuns);
+    _newRuns.clear();
+    InternCache cache;
+    const quint8 removals = overlay.baseRemovals();
+    qsizetype position = start;
+    size_t old = 0;
+    qsizetype oldEnd = start + (_oldRuns.empty() ? end - start : _oldRuns[0].length);
+    while (position < end) {
+        qsizetype boundary = qMin(oldEnd, end);
+        MVTextAttributes attributes = _sets[_oldRuns.empty() ? 0 : _oldRuns[old].id];
+        if (base.length > 0) {
+            if (position < base.location) {
+                boundary = qMin(boundary, base.location);
+            } else if (position < base.end()) {
+                boundary = qMin(boundary, base.end());
+                attributes.add(overlay.baseAttributes());
+                for (quint8 key = 0; key < quint8(MVAttribute::Attachment); ++key) {
+                    if (removals & (1u << key))
+                        attributes.remove(MVAttribute(key));
+                }
+            }
+        }
+        for (Layer &layer : layers) {
+            while (layer.next < layer.end && ops[layer.next].to <= position)
+                ++layer.next;
+            if (layer.next == layer.end)
+                continue;
+            const Op &op = ops[layer.next];
+            if (op.from <= position) {
+                attributes.add(*op.attributes);
+                boundary = qMin(boundary, op.to);
+            } else {
+                boundary = qMin(boundary, op.from);
+            }
+        }
+        appendRun(_newRuns, boundary - position, cache.id(*this, attributes));
+        position = boundary;
+        if (position == oldEnd && old + 1 < _oldRuns.size())
+            oldEnd += _oldRuns[++old].length;
+    }
+    _replaceRuns(MVRange{start, end - start});
+}
 
 MVTextAttributes MVTextStorage::attributesAtIndex(qsizetype index, MVRange *effectiveRange) const
 {

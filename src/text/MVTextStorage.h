@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/MVRange.h"
+#include "text/MVAttributeOverlay.h"
 #include "text/MVAttributeRuns.h"
 #include "text/MVTextAttachment.h"
 #include "text/MVTextAttributes.h"
@@ -72,6 +73,15 @@ public:
     MVAttributeValue attribute(MVAttribute key, qsizetype index, MVRange *effectiveRange = nullptr) const;
     // The same with the longest such range, clipped to limit.
     MVAttributeValue attribute(MVAttribute key, qsizetype index, MVRange *longestEffectiveRange, MVRange limit) const;
+    // Replaces the attributes of range in one pass: runs are (length, set)
+    // pairs in order from the range's start; their lengths should add up to
+    // the range's (a shortfall keeps the last set, an excess is cut off).
+    using AttributeRun = std::pair<qsizetype, MVTextAttributes>;
+    void setAttributeRuns(MVRange range, const std::vector<AttributeRun> &runs);
+    // Makes the changes of the overlay, as if made one by one in its order,
+    // in one pass over the runs concerned; one change is reported for the
+    // whole range touched.
+    void applyAttributeOverlay(const MVAttributeOverlay &overlay);
     // Calls fn(range, attributes) for the runs across range, in order.
     void forEachRun(MVRange range, const std::function<bool(MVRange, const MVTextAttributes &)> &fn) const;
     qsizetype runCount() const { return _runs.runCount(); }
@@ -110,6 +120,8 @@ public:
 
 private:
     quint32 _intern(const MVTextAttributes &attributes);
+    struct InternCache;
+    void _replaceRuns(MVRange range);
     const MVTextAttributes &_set(quint32 id) const { return _sets[id]; }
     void _replace(MVRange range, const QString &string, const quint32 *id);
     void _edited(int mask, MVRange oldRange, qsizetype delta);
@@ -123,6 +135,9 @@ private:
     std::vector<MVTextAttributes> _sets;
     QHash<MVTextAttributes, quint32> _setIds;
     std::map<qsizetype, std::shared_ptr<MVTextAttachment>> _attachments;
+    // Scratch space of the bulk writes, kept between calls of editing size.
+    std::vector<MVAttributeRuns::Run> _oldRuns;
+    std::vector<MVAttributeRuns::Run> _newRuns;
 
     int _editingLevel = 0;
     int _editedMask = 0;

@@ -198,7 +198,8 @@ MVKeywordBasedParser::_rangeOfComment(QStringView s, qsizetype from, qsizetype o
     return CommentMatch{best, end, comment};
 }
 
-MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, MVTextStorage &storage) const
+MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const MVTextStorage &storage,
+                                                           MVAttributeOverlay &overlay) const
 {
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
     if (r.length > 0) {
@@ -227,7 +228,24 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, MVText
         };
         auto add = [&](const MVTextAttributes &attributes, qsizetype from, qsizetype to) {
             if (!attributes.isEmpty() && to > from)
-                storage.addAttributes(attributes, MVRange{r.location + from, to - from});
+                overlay.add(attributes, MVRange{r.location + from, to - from});
+        };
+
+        // The patterns are tried once per distinct word of the parse; the
+        // same identifiers come back on every line.
+        std::unordered_map<std::u16string, const MVKeyword *, Hash, Equal> patternResults;
+        auto keywordForWordCached = [&](const std::u16string &candidate) -> const MVKeyword * {
+            const auto literal = _keywords.find(candidate);
+            if (literal != _keywords.end())
+                return literal->second.get();
+            if (_regexKeywords.empty())
+                return nullptr;
+            const auto known = patternResults.find(candidate);
+            if (known != patternResults.end())
+                return known->second;
+            const MVKeyword *found = keywordForWord(QStringView(candidate.data(), qsizetype(candidate.size())));
+            patternResults.emplace(candidate, found);
+            return found;
         };
 
         CommentCache cache;
@@ -265,7 +283,7 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, MVText
                 word.assign(c + w, size_t(p - w));
                 if (!_caseSensitive)
                     std::transform(word.begin(), word.end(), word.begin(), lower);
-                if (const MVKeyword *keyword = keywordForWord(QStringView(word.data(), qsizetype(word.size()))))
+                if (const MVKeyword *keyword = keywordForWordCached(word))
                     add(keyword->attributes(), w, p);
             }
             if (p > e)
@@ -281,7 +299,7 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, MVText
             w = p < e ? nextWord(p) : None;
         }
     }
-    return MVParser::parseRange(range, storage);
+    return MVParser::parseRange(range, storage, overlay);
 }
 
 QVariantList MVKeywordBasedParser::identifiers() const

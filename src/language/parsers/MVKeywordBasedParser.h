@@ -35,7 +35,8 @@ public:
     ~MVKeywordBasedParser() override;
 
     void setTheme(const std::shared_ptr<MVTheme> &theme) override;
-    SubparserRanges parseRange(MVRange range, MVTextStorage &storage) const override;
+    using MVParser::parseRange;
+    SubparserRanges parseRange(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay) const override;
     bool usesSingleQuotes() const override { return _singleQuoteStyle.has_value(); }
 
     QString keywordCharacters() const { return _characterString; }

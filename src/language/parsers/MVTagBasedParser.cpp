@@ -132,7 +132,8 @@ void MVTagBasedParser::_getAttributesForTag(QStringView name, const MVTextAttrib
     *quote = owner && !owner->_quotesAttr.isEmpty() ? &owner->_quotesAttr : &_quotesAttr;
 }
 
-MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, MVTextStorage &storage) const
+MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, const MVTextStorage &storage,
+                                                       MVAttributeOverlay &overlay) const
 {
     SubparserRanges regions;
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
@@ -144,7 +145,7 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, MVTextStor
 
         auto add = [&](const MVTextAttributes &attributes, qsizetype from, qsizetype to) {
             if (!attributes.isEmpty() && to > from)
-                storage.addAttributes(attributes, MVRange{r.location + from, to - from});
+                overlay.add(attributes, MVRange{r.location + from, to - from});
         };
         auto find = [&](char16_t what, qsizetype from) {
             for (qsizetype i = from; i < n; ++i) {
@@ -249,7 +250,7 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, MVTextStor
             lt = find(u'<', std::max(continuation, after));
         }
     }
-    MVParser::parseRange(range, storage);
+    MVParser::parseRange(range, storage, overlay);
     return regions;
 }
 

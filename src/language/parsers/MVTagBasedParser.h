@@ -38,7 +38,8 @@ public:
     // identifier without a language is dropped (its tag is an ordinary tag).
     void finishLoad(MVBundleRepository &repository) override;
     void setTheme(const std::shared_ptr<MVTheme> &theme) override;
-    SubparserRanges parseRange(MVRange range, MVTextStorage &storage) const override;
+    using MVParser::parseRange;
+    SubparserRanges parseRange(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay) const override;
     std::vector<MVParser *> subparsers() const override { return _subparsers; }
 
     QString tagPrefix() const { return _tagPrefix; }
