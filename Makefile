@@ -1,5 +1,6 @@
 # make run   installs what is missing, builds and starts the editor
 # make test  installs what is missing, builds and runs every test
+# make bench builds the benchmarks in Release and prints the side-by-side table
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
@@ -21,6 +22,15 @@ run: build
 
 test: build
 	scripts/run-tests $(BUILD)
+
+# Benchmarks have a build of their own (Release) and never run with the tests.
+BENCH_BUILD ?= build-bench
+BENCH_JOBS ?= 2
+BENCH_TARGETS = morvel_highlight bench_keystrokes bench_open bench_search bench_language
+bench: deps
+	cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DMORVEL_BUILD_TESTS=OFF
+	cmake --build $(BENCH_BUILD) -j $(BENCH_JOBS) --target $(BENCH_TARGETS)
+	bench/run --build $(BENCH_BUILD) --output $(BENCH_BUILD)/bench-results.md
 
 sanitize:
 	$(MAKE) test BUILD=build-asan CMAKE_ARGS=-DMORVEL_SANITIZE=ON

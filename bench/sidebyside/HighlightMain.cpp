@@ -1,0 +1,190 @@
+// morvel-highlight: colours a file with the editor's engine, as a view does
+// when it opens the file, and writes it as HTML (one span per stretch of the
+// same colour and traits), so that the whole process can be timed beside
+// other command-line highlighters on the same input.
+//
+//   morvel_highlight [--language ID] [-o OUTPUT] [--timings] FILE
+//
+// The language comes from the extension unless --language names its parser
+// identifier ("text.js"). --timings writes the time of each step to stderr.
+#include "BenchSupport.h"
+
+#include "language/MVParser.h"
+#include "text/MVTextStorage.h"
+
+#include <QFileInfo>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// Appends UTF-16 text as UTF-8 with the three characters HTML needs escaped.
+void appendEscaped(QByteArray &out, QStringView text)
+{
+    const qsizetype size = text.size();
+    const char16_t *units = text.utf16();
+    for (qsizetype i = 0; i < size; ++i) {
+        const char16_t c = units[i];
+        if (c < 0x80) {
+            switch (c) {
+            case u'<': out.append("&lt;", 4); break;
+            case u'>': out.append("&gt;", 4); break;
+            case u'&': out.append("&amp;", 5); break;
+            default: out.append(char(c)); break;
+            }
+        } else if (c < 0x800) {
+            out.append(char(0xC0 | (c >> 6)));
+            out.append(char(0x80 | (c & 0x3F)));
+        } else if (QChar::isHighSurrogate(c) && i + 1 < size && QChar::isLowSurrogate(units[i + 1])) {
+            const char32_t u = QChar::surrogateToUcs4(c, units[++i]);
+            out.append(char(0xF0 | (u >> 18)));
+            out.append(char(0x80 | ((u >> 12) & 0x3F)));
+            out.append(char(0x80 | ((u >> 6) & 0x3F)));
+            out.append(char(0x80 | (u & 0x3F)));
+        } else {
+            // A lone surrogate is written as the replacement character.
+            const char32_t u = QChar::isSurrogate(c) ? 0xFFFD : c;
+            out.append(char(0xE0 | (u >> 12)));
+            out.append(char(0x80 | ((u >> 6) & 0x3F)));
+            out.append(char(0x80 | (u & 0x3F)));
+        }
+    }
+}
+
+QByteArray styleOf(const MVTextAttributes &attributes, const MVTextAttributes &standard)
+{
+    QByteArray style;
+    if (attributes.has(MVAttribute::ForegroundColor) && attributes.foreground() != standard.foreground())
+        style += "color:" + QColor::fromRgba(attributes.foreground()).name().toLatin1() + ';';
+    if (attributes.has(MVAttribute::BackgroundColor))
+        style += "background-color:" + QColor::fromRgba(attributes.background()).name().toLatin1() + ';';
+    const quint8 traits = attributes.traits();
+    if (traits & MVFontTrait::Bold)
+        style += "font-weight:bold;";
+    if (traits & MVFontTrait::Italic)
+        style += "font-style:italic;";
+    if (traits & MVFontTrait::Underline)
+        style += "text-decoration:underline;";
+    return style;
+}
+
+class HtmlWriter
+{
+public:
+    explicit HtmlWriter(FILE *file) : _file(file) { _out.reserve(Chunk + 4096); }
+
+    void write(const MVTextStorage &storage, const QString &title)
+    {
+        const MVTextAttributes standard = BenchSupport::standardAttributes();
+        _out += "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>";
+        appendEscaped(_out, title);
+        _out += "</title></head><body style=\"color:" + QColor::fromRgba(standard.foreground()).name().toLatin1() + "\"><pre>";
+        QByteArray open;
+        storage.forEachRun(MVRange{0, storage.length()}, [&](MVRange range, const MVTextAttributes &attributes) {
+            const QByteArray style = styleOf(attributes, standard);
+            if (style != open) {
+                if (!open.isEmpty())
+                    _out += "</span>";
+                if (!style.isEmpty())
+                    _out += "<span style=\"" + style + "\">";
+                open = style;
+            }
+            storage.buffer().forEachPiece(range, [&](QStringView piece) {
+                appendEscaped(_out, piece);
+                if (_out.size() >= Chunk)
+                    flush();
+                return true;
+            });
+            return true;
+        });
+        if (!open.isEmpty())
+            _out += "</span>";
+        _out += "</pre></body></html>\n";
+        flush();
+    }
+
+    bool failed() const { return _failed; }
+
+private:
+    static constexpr qsizetype Chunk = 1 << 20;
+
+    void flush()
+    {
+        if (!_out.isEmpty() && std::fwrite(_out.constData(), 1, size_t(_out.size()), _file) != size_t(_out.size()))
+            _failed = true;
+        _out.clear();
+    }
+
+    FILE *_file;
+    QByteArray _out;
+    bool _failed = false;
+};
+
+int usage()
+{
+    std::fprintf(stderr, "usage: morvel-highlight [--language ID] [-o OUTPUT] [--timings] FILE\n");
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    BenchSupport::useTemporaryUserFolders();
+    QString language;
+    QString input;
+    const char *output = nullptr;
+    bool timings = false;
+    for (int i = 1; i < argc; ++i) {
+        if (!std::strcmp(argv[i], "--language") && i + 1 < argc)
+            language = QString::fromLocal8Bit(argv[++i]);
+        else if (!std::strcmp(argv[i], "-o") && i + 1 < argc)
+            output = argv[++i];
+        else if (!std::strcmp(argv[i], "--timings"))
+            timings = true;
+        else if (argv[i][0] == '-' || !input.isEmpty())
+            return usage();
+        else
+            input = QString::fromLocal8Bit(argv[i]);
+    }
+    if (input.isEmpty())
+        return usage();
+
+    const double start = BenchSupport::wallMs();
+    QString message;
+    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, language, &message);
+    if (!parser) {
+        std::fprintf(stderr, "morvel-highlight: %s\n", qPrintable(message));
+        return 1;
+    }
+    const double loaded = BenchSupport::wallMs();
+    MVTextStorage storage;
+    BenchSupport::OpenTimes times;
+    if (!BenchSupport::openFile(input, storage, parser.get(), &times, &message)) {
+        std::fprintf(stderr, "morvel-highlight: %s: %s\n", qPrintable(input), qPrintable(message));
+        return 1;
+    }
+
+    FILE *file = output ? std::fopen(output, "wb") : stdout;
+    if (!file) {
+        std::fprintf(stderr, "morvel-highlight: cannot write %s: %s\n", output, std::strerror(errno));
+        return 1;
+    }
+    const double written = BenchSupport::wallMs();
+    HtmlWriter writer(file);
+    writer.write(storage, QFileInfo(input).fileName());
+    const bool failed = writer.failed() || std::fflush(file) != 0 || (output && std::fclose(file) != 0);
+    if (failed) {
+        std::fprintf(stderr, "morvel-highlight: writing failed: %s\n", std::strerror(errno));
+        return 1;
+    }
+    if (timings) {
+        std::fprintf(stderr,
+                     "language %s: load %.1f ms; read %.1f, decode %.1f, line breaks %.1f, storage %.1f, colour %.1f, "
+                     "HTML %.1f ms; %lld runs\n",
+                     qPrintable(parser->identifier()), loaded - start, times.readMs, times.decodeMs, times.lineBreaksMs,
+                     times.storageMs, times.colourMs, BenchSupport::wallMs() - written, (long long)storage.runCount());
+    }
+    return 0;
+}
