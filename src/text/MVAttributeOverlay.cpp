@@ -1,16 +1,38 @@
 #include "text/MVAttributeOverlay.h"
 
+#include <algorithm>
+
+namespace {
+// Additions kept between colourings: enough for a few megabytes of dense
+// code, so that typing in a long line reuses the memory instead of faulting
+// it in again on every keystroke.
+constexpr size_t KeptAdditions = size_t(1) << 21;
+
+bool isMark(const MVTextAttributes &attributes)
+{
+    return attributes.has(MVAttribute::Parser) && !attributes.has(MVAttribute::MultiLine)
+           && !attributes.has(MVAttribute::ForegroundColor) && !attributes.has(MVAttribute::BackgroundColor)
+           && !attributes.has(MVAttribute::FontTraits);
+}
+} // namespace
+
+MVAttributeOverlay::MVAttributeOverlay()
+{
+    std::fill(std::begin(_recent), std::end(_recent), quint32(0xFFFFFFFF));
+}
+
 void MVAttributeOverlay::clear()
 {
     _base = MVRange{0, 0};
     _baseAttributes = MVTextAttributes();
     _baseRemovals = 0;
-    // A whole large text may have passed through: keep the memory of an
-    // edit's worth of additions only.
-    if (_additions.capacity() > 65536)
+    if (_additions.capacity() > KeptAdditions)
         std::vector<Addition>().swap(_additions);
     else
         _additions.clear();
+    _sets.clear();
+    _marks.clear();
+    std::fill(std::begin(_recent), std::end(_recent), quint32(0xFFFFFFFF));
     _parserInAdditions = false;
 }
 
@@ -26,4 +48,16 @@ void MVAttributeOverlay::setBase(MVRange range, const MVTextAttributes &attribut
 void MVAttributeOverlay::addParser(const void *parser, MVRange range)
 {
     add(MVTextAttributes().setParser(parser), range);
+}
+
+quint32 MVAttributeOverlay::_findOrAddSet(const MVTextAttributes &attributes)
+{
+    const auto found = std::find(_sets.begin(), _sets.end(), attributes);
+    if (found != _sets.end())
+        return quint32(found - _sets.begin());
+    _sets.push_back(attributes);
+    _marks.push_back(isMark(attributes));
+    if (attributes.has(MVAttribute::Parser) && !_marks.back())
+        _parserInAdditions = true;
+    return quint32(_sets.size() - 1);
 }

@@ -15,17 +15,20 @@
 // every addition in the order given. Parser marks are additions of the
 // Parser attribute alone.
 //
-// The buffer keeps its memory when cleared, so one overlay can serve every
-// colouring of a view.
+// Additions refer to a small table of the distinct sets added, so that one
+// costs 16 bytes. The buffer keeps its memory when cleared (up to a limit),
+// so that one overlay serves every colouring of a view without allocating.
 class MVAttributeOverlay
 {
 public:
     struct Addition
     {
         qsizetype from;
-        qsizetype to;
-        MVTextAttributes attributes;
+        quint32 length;
+        quint32 set;
     };
+
+    MVAttributeOverlay();
 
     void clear();
     bool isEmpty() const { return _base.length == 0 && _additions.empty(); }
@@ -38,9 +41,15 @@ public:
     {
         if (range.length <= 0 || attributes.isEmpty())
             return;
-        _additions.push_back(Addition{range.location, range.end(), attributes});
-        if (attributes.has(MVAttribute::Parser) && !isParserMark(attributes))
-            _parserInAdditions = true;
+        const quint32 set = _setIndex(attributes);
+        qsizetype from = range.location;
+        qsizetype left = range.length;
+        while (left > 0) {
+            const quint32 length = quint32(qMin<qsizetype>(left, 0x7fffffff));
+            _additions.push_back(Addition{from, length, set});
+            from += length;
+            left -= length;
+        }
     }
     // Marks range as parsed by parser (the Parser attribute).
     void addParser(const void *parser, MVRange range);
@@ -49,21 +58,33 @@ public:
     const MVTextAttributes &baseAttributes() const { return _baseAttributes; }
     quint8 baseRemovals() const { return _baseRemovals; }
     const std::vector<Addition> &additions() const { return _additions; }
+    const MVTextAttributes &set(quint32 index) const { return _sets[index]; }
+    // Whether the set is a parser mark: the Parser attribute and nothing else.
+    bool isParserMark(quint32 index) const { return _marks[index]; }
     // Whether some addition sets the Parser attribute together with others:
     // parser marks then cannot be moved behind the other additions.
     bool hasParserInAdditions() const { return _parserInAdditions; }
-    // A set with the Parser attribute and nothing else.
-    static bool isParserMark(const MVTextAttributes &attributes)
-    {
-        return attributes.has(MVAttribute::Parser) && !attributes.has(MVAttribute::MultiLine)
-               && !attributes.has(MVAttribute::ForegroundColor) && !attributes.has(MVAttribute::BackgroundColor)
-               && !attributes.has(MVAttribute::FontTraits);
-    }
 
 private:
+    quint32 _setIndex(const MVTextAttributes &attributes)
+    {
+        // Parsers add the same few sets over and over, usually from the same
+        // place: remember where each address was last found.
+        const size_t slot = (quintptr(&attributes) >> 3) % RecentSize;
+        const quint32 recent = _recent[slot];
+        if (recent < _sets.size() && _sets[recent] == attributes)
+            return recent;
+        return _recent[slot] = _findOrAddSet(attributes);
+    }
+    quint32 _findOrAddSet(const MVTextAttributes &attributes);
+
+    static constexpr size_t RecentSize = 64;
     MVRange _base{0, 0};
     MVTextAttributes _baseAttributes;
     quint8 _baseRemovals = 0;
     std::vector<Addition> _additions;
+    std::vector<MVTextAttributes> _sets;
+    std::vector<bool> _marks;
+    quint32 _recent[RecentSize];
     bool _parserInAdditions = false;
 };

@@ -280,31 +280,47 @@ void MVAttributeRuns::forEachRun(MVRange range, const std::function<bool(MVRange
     }
 }
 
-void MVAttributeRuns::copyRuns(MVRange range, std::vector<Run> &out) const
+MVAttributeRuns::Reader::Reader(const MVAttributeRuns &runs, qsizetype position)
+    : _runs(runs)
 {
-    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
-    const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
-    if (to == from)
+    if (position >= runs._length || position < 0) {
+        _block = qsizetype(runs._blocks.size());
+        _run = 0;
+        _end = runs._length;
         return;
-    const Place place = _locate(from);
-    qsizetype start = place.runStart;
-    qsizetype block = place.block;
-    qsizetype run = place.run;
-    while (start < to && block < qsizetype(_blocks.size())) {
-        const std::vector<Run> &runs = _blocks[block].runs;
-        if (run >= qsizetype(runs.size())) {
-            ++block;
-            run = 0;
-            continue;
-        }
-        const qsizetype end = start + runs[run].length;
-        out.push_back(Run{qMin(end, to) - qMax(start, from), runs[run].id});
-        start = end;
-        ++run;
     }
+    const Place place = runs._locate(position);
+    _block = place.block;
+    _run = place.run;
+    _end = place.runStart;
+    _load();
 }
 
-void MVAttributeRuns::replace(MVRange range, const std::vector<Run> &runs)
+void MVAttributeRuns::Reader::_load()
+{
+    while (_block < qsizetype(_runs._blocks.size()) && _run >= qsizetype(_runs._blocks[_block].runs.size())) {
+        ++_block;
+        _run = 0;
+    }
+    if (_block >= qsizetype(_runs._blocks.size())) {
+        _end = _runs._length;
+        _id = 0;
+        return;
+    }
+    const Run &run = _runs._blocks[_block].runs[_run];
+    _end += run.length;
+    _id = run.id;
+}
+
+void MVAttributeRuns::Reader::next()
+{
+    if (_block >= qsizetype(_runs._blocks.size()))
+        return;
+    ++_run;
+    _load();
+}
+
+void MVAttributeRuns::replace(MVRange range, std::vector<Run> &runs)
 {
     const qsizetype from = qBound<qsizetype>(0, range.location, _length);
     const qsizetype to = qBound<qsizetype>(from, range.end(), _length);
@@ -318,35 +334,43 @@ void MVAttributeRuns::replace(MVRange range, const std::vector<Run> &runs)
     const Place first = _locate(from);
     const Place last = to < _length ? _locate(to) : Place{qsizetype(_blocks.size()) - 1, qsizetype(_blocks.back().runs.size()), _length};
     // The runs of the blocks concerned: those before the range in the first
-    // block, the new ones (clipped to the range), those after it in the last.
-    std::vector<Run> &all = _scratch;
-    all.clear();
-    auto append = [&all](Run run) {
-        if (run.length <= 0)
-            return;
-        if (!all.empty() && all.back().id == run.id)
-            all.back().length += run.length;
-        else
-            all.push_back(run);
-    };
-    const std::vector<Run> &firstRuns = _blocks[first.block].runs;
-    for (qsizetype i = 0; i < first.run; ++i)
-        append(firstRuns[i]);
+    // block, the new ones (clipped to the range, equal neighbours joined),
+    // those after it in the last.
     qsizetype left = to - from;
-    for (const Run &run : runs) {
-        if (left <= 0)
-            break;
+    qsizetype kept = 0;
+    for (size_t i = 0; i < runs.size() && left > 0; ++i) {
+        const Run run = runs[i];
         const qsizetype length = qMin(run.length, left);
-        append(Run{length, run.id});
-        left -= qMax<qsizetype>(length, 0);
+        if (length <= 0)
+            continue;
+        if (kept > 0 && runs[kept - 1].id == run.id)
+            runs[kept - 1].length += length;
+        else
+            runs[kept++] = Run{length, run.id};
+        left -= length;
     }
+    runs.resize(kept);
     if (left > 0) {
-        // Runs that fall short leave the rest of the range with the last id.
-        append(Run{left, all.empty() ? 0 : all.back().id});
+        if (runs.empty())
+            runs.push_back(Run{left, 0});
+        else
+            runs.back().length += left;
     }
+    const std::vector<Run> &firstRuns = _blocks[first.block].runs;
+    qsizetype prefix = first.run;
+    if (prefix > 0 && firstRuns[prefix - 1].id == runs.front().id) {
+        runs.front().length += firstRuns[prefix - 1].length;
+        --prefix;
+    }
+    runs.insert(runs.begin(), firstRuns.begin(), firstRuns.begin() + prefix);
     const std::vector<Run> &lastRuns = _blocks[last.block].runs;
-    for (qsizetype i = last.run; i < qsizetype(lastRuns.size()); ++i)
-        append(lastRuns[i]);
+    qsizetype suffix = last.run;
+    if (suffix < qsizetype(lastRuns.size()) && lastRuns[suffix].id == runs.back().id) {
+        runs.back().length += lastRuns[suffix].length;
+        ++suffix;
+    }
+    runs.insert(runs.end(), lastRuns.begin() + suffix, lastRuns.end());
+    std::vector<Run> &all = runs;
 
     // Lay the runs out over as many blocks as before when they fit, so that
     // an edit of a few lines keeps the block list and its tree as they are.

@@ -46,12 +46,33 @@ public:
     void clear(qsizetype length = 0, quint32 id = 0);
 
     // Replaces every run of range with runs, whose lengths add up to the
-    // range's length (the range is clipped to the text; so are the runs).
-    // One pass over the blocks the range covers, whatever the number of runs:
-    // the way to write the colours of a whole parse at once.
-    void replace(MVRange range, const std::vector<Run> &runs);
-    // Appends the runs across range, clipped to it, in order.
-    void copyRuns(MVRange range, std::vector<Run> &out) const;
+    // range's length (the range is clipped to the text; so are the runs; a
+    // shortfall keeps the last id). One pass over the blocks the range
+    // covers, whatever the number of runs: the way to write the colours of a
+    // whole parse at once. runs serves as scratch space and is left in an
+    // unspecified state.
+    void replace(MVRange range, std::vector<Run> &runs);
+
+    // Reads the runs in order from a position on, without copying them.
+    // Valid until the runs change.
+    class Reader
+    {
+    public:
+        Reader(const MVAttributeRuns &runs, qsizetype position);
+        // The run under the reader: its id and where it ends (the text's
+        // length, with id 0, past the last run).
+        quint32 id() const { return _id; }
+        qsizetype end() const { return _end; }
+        void next();
+
+    private:
+        void _load();
+        const MVAttributeRuns &_runs;
+        qsizetype _block;
+        qsizetype _run;
+        qsizetype _end;
+        quint32 _id = 0;
+    };
 
 private:
     struct Block
@@ -84,5 +105,4 @@ private:
     qsizetype _length = 0;
     mutable MVFenwickTree _tree;
     mutable bool _dirty = true;
-    std::vector<Run> _scratch;
 };

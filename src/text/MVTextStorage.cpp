@@ -156,24 +156,19 @@ void appendRun(std::vector<MVAttributeRuns::Run> &runs, qsizetype length, quint3
         runs.push_back(MVAttributeRuns::Run{length, id});
 }
 
-// Scratch vectors keep their memory for the next edit, unless a whole large
-// text passed through them.
-template <typename T>
-void releaseIfLarge(std::vector<T> &scratch)
-{
-    if (scratch.capacity() > 65536)
-        std::vector<T>().swap(scratch);
-    else
-        scratch.clear();
-}
+// Runs kept between bulk writes: enough for a long minified line, so that
+// typing in it reuses the memory instead of faulting it in on each keystroke.
+constexpr size_t KeptRuns = size_t(1) << 21;
 
 } // namespace
 
 void MVTextStorage::_replaceRuns(MVRange range)
 {
     _runs.replace(range, _newRuns);
-    releaseIfLarge(_newRuns);
-    releaseIfLarge(_oldRuns);
+    if (_newRuns.capacity() > KeptRuns)
+        std::vector<MVAttributeRuns::Run>().swap(_newRuns);
+    else
+        _newRuns.clear();
     _edited(EditedAttributes, range, 0);
 }
 
@@ -193,12 +188,8 @@ void MVTextStorage::setAttributeRuns(MVRange range, const std::vector<AttributeR
 
 void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
 {
-    struct Op
-    {
-        qsizetype from;
-        qsizetype to;
-        const MVTextAttributes *attributes;
-    };
+    using Addition = MVAttributeOverlay::Addition;
+    const std::vector<Addition> &additions = overlay.additions();
     const qsizetype n = length();
     const MVRange base = MVIntersectionRange(overlay.baseRange(), MVRange{0, n});
     qsizetype start = base.length > 0 ? base.location : n;
@@ -206,64 +197,59 @@ void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
 
     // Parser marks touch one key that no other addition sets: they can go
     // behind the others, where they form one or two layers instead of one
-    // between each region's tokens and the next.
-    std::vector<Op> ops;
-    ops.reserve(overlay.additions().size());
-    auto take = [&](const MVAttributeOverlay::Addition &addition) {
-        const qsizetype from = qMax<qsizetype>(0, addition.from);
-        const qsizetype to = qMin(n, addition.to);
-        if (to <= from)
-            return;
-        ops.push_back(Op{from, to, &addition.attributes});
-        start = qMin(start, from);
-        end = qMax(end, to);
+    // between each region's tokens and the next. Passes: the others, then
+    // the marks; or everything in one when some addition mixes the Parser
+    // attribute with others.
+    const bool reorder = !overlay.hasParserInAdditions();
+    auto inPass = [&](const Addition &addition, int pass) {
+        return !reorder || overlay.isParserMark(addition.set) == (pass == 1);
     };
-    if (overlay.hasParserInAdditions()) {
-        for (const auto &addition : overlay.additions())
-            take(addition);
-    } else {
-        for (const auto &addition : overlay.additions()) {
-            if (!MVAttributeOverlay::isParserMark(addition.attributes))
-                take(addition);
-        }
-        for (const auto &addition : overlay.additions()) {
-            if (MVAttributeOverlay::isParserMark(addition.attributes))
-                take(addition);
+    // Layers: stretches of the additions of a pass whose ranges follow one
+    // another without overlap. Inside a layer the order does not matter, so
+    // all layers are walked side by side over the text.
+    struct Layer
+    {
+        int pass;
+        size_t next;
+        size_t end;
+    };
+    QVarLengthArray<Layer, 8> layers;
+    for (int pass = 0; pass < (reorder ? 2 : 1); ++pass) {
+        qsizetype layerEnd = 0;
+        bool open = false;
+        for (size_t i = 0; i < additions.size(); ++i) {
+            const Addition &addition = additions[i];
+            if (!inPass(addition, pass))
+                continue;
+            const qsizetype from = qMax<qsizetype>(0, addition.from);
+            const qsizetype to = qMin(n, addition.from + qsizetype(addition.length));
+            if (to <= from)
+                continue;
+            if (!open || from < layerEnd) {
+                layers.append(Layer{pass, i, i});
+                layerEnd = 0;
+                open = true;
+            }
+            layers.back().end = i + 1;
+            layerEnd = qMax(layerEnd, to);
+            start = qMin(start, from);
+            end = qMax(end, to);
         }
     }
     if (end <= start)
         return;
 
-    // Layers: stretches of the additions in order whose ranges follow one
-    // another without overlap. Inside a layer the order does not matter, so
-    // all layers are walked side by side over the text.
-    struct Layer
-    {
-        size_t next;
-        size_t end;
-    };
-    QVarLengthArray<Layer, 8> layers;
-    qsizetype layerEnd = 0;
-    for (size_t i = 0; i < ops.size(); ++i) {
-        if (layers.isEmpty() || ops[i].from < layerEnd) {
-            layers.append(Layer{i, i});
-            layerEnd = 0;
-        }
-        layers.back().end = i + 1;
-        layerEnd = qMax(layerEnd, ops[i].to);
-    }
-
-    _oldRuns.clear();
-    _runs.copyRuns(MVRange{start, end - start}, _oldRuns);
     _newRuns.clear();
+    _newRuns.reserve(qMin(additions.size() * 2 + 16, KeptRuns));
     InternCache cache;
     const quint8 removals = overlay.baseRemovals();
+    MVAttributeRuns::Reader old(_runs, start);
     qsizetype position = start;
-    size_t old = 0;
-    qsizetype oldEnd = start + (_oldRuns.empty() ? end - start : _oldRuns[0].length);
     while (position < end) {
-        qsizetype boundary = qMin(oldEnd, end);
-        MVTextAttributes attributes = _sets[_oldRuns.empty() ? 0 : _oldRuns[old].id];
+        while (old.end() <= position && old.end() < n)
+            old.next();
+        qsizetype boundary = qMin(old.end(), end);
+        MVTextAttributes attributes = _sets[old.id()];
         if (base.length > 0) {
             if (position < base.location) {
                 boundary = qMin(boundary, base.location);
@@ -277,22 +263,25 @@ void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
             }
         }
         for (Layer &layer : layers) {
-            while (layer.next < layer.end && ops[layer.next].to <= position)
+            // Skip what lies behind (or belongs to the other pass, or lies
+            // outside the text).
+            while (layer.next < layer.end
+                   && (!inPass(additions[layer.next], layer.pass)
+                       || additions[layer.next].from + qsizetype(additions[layer.next].length) <= position
+                       || additions[layer.next].from >= n))
                 ++layer.next;
             if (layer.next == layer.end)
                 continue;
-            const Op &op = ops[layer.next];
-            if (op.from <= position) {
-                attributes.add(*op.attributes);
-                boundary = qMin(boundary, op.to);
+            const Addition &addition = additions[layer.next];
+            if (addition.from <= position) {
+                attributes.add(overlay.set(addition.set));
+                boundary = qMin(boundary, addition.from + qsizetype(addition.length));
             } else {
-                boundary = qMin(boundary, op.from);
+                boundary = qMin(boundary, addition.from);
             }
         }
         appendRun(_newRuns, boundary - position, cache.id(*this, attributes));
         position = boundary;
-        if (position == oldEnd && old + 1 < _oldRuns.size())
-            oldEnd += _oldRuns[++old].length;
     }
     _replaceRuns(MVRange{start, end - start});
 }

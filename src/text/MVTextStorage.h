@@ -135,8 +135,7 @@ private:
     std::vector<MVTextAttributes> _sets;
     QHash<MVTextAttributes, quint32> _setIds;
     std::map<qsizetype, std::shared_ptr<MVTextAttachment>> _attachments;
-    // Scratch space of the bulk writes, kept between calls of editing size.
-    std::vector<MVAttributeRuns::Run> _oldRuns;
+    // Scratch space of the bulk writes, kept between calls.
     std::vector<MVAttributeRuns::Run> _newRuns;
 
     int _editingLevel = 0;

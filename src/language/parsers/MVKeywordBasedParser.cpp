@@ -231,20 +231,15 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const 
                 overlay.add(attributes, MVRange{r.location + from, to - from});
         };
 
-        // The patterns are tried once per distinct word of the parse; the
-        // same identifiers come back on every line.
-        std::unordered_map<std::u16string, const MVKeyword *, Hash, Equal> patternResults;
+        // Each distinct word of the parse is looked up once (the patterns
+        // are costly); the same identifiers come back on every line.
+        std::unordered_map<std::u16string, const MVKeyword *, Hash, Equal> seen;
         auto keywordForWordCached = [&](const std::u16string &candidate) -> const MVKeyword * {
-            const auto literal = _keywords.find(candidate);
-            if (literal != _keywords.end())
-                return literal->second.get();
-            if (_regexKeywords.empty())
-                return nullptr;
-            const auto known = patternResults.find(candidate);
-            if (known != patternResults.end())
+            const auto known = seen.find(candidate);
+            if (known != seen.end())
                 return known->second;
             const MVKeyword *found = keywordForWord(QStringView(candidate.data(), qsizetype(candidate.size())));
-            patternResults.emplace(candidate, found);
+            seen.emplace(candidate, found);
             return found;
         };
 

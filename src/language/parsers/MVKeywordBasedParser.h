@@ -65,7 +65,14 @@ private:
     struct Hash
     {
         using is_transparent = void;
-        size_t operator()(std::u16string_view s) const { return std::hash<std::u16string_view>()(s); }
+        // FNV-1a: words are short, and this runs once per word of a parse.
+        size_t operator()(std::u16string_view s) const
+        {
+            size_t hash = 14695981039346656037ull;
+            for (const char16_t c : s)
+                hash = (hash ^ c) * 1099511628211ull;
+            return hash;
+        }
     };
     struct Equal
     {
