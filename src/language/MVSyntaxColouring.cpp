@@ -8,20 +8,23 @@ MVRange MVSyntaxColouring::rangeToHighlightForRange(const MVTextStorage &storage
 {
     const MVRange lines = storage.lineRangeForRange(range);
     const qsizetype anchor = lines.location > 0 ? lines.location - 1 : 0;
-    const MVRange limit{0, range.location};
-    MVRange united = range;
-    MVRange run;
-    MVAttributeValue value = storage.attribute(MVAttribute::MultiLine, anchor, &run, limit);
-    qsizetype next = anchor;
-    while (next < range.location) {
-        if (value.isSet)
-            united = MVUnionRange(united, run);
-        // An empty run (outside the limit) must not stall the walk.
-        next = std::max(run.end(), next + 1);
-        if (next >= range.location)
-            break;
-        value = storage.attribute(MVAttribute::MultiLine, next, &run, limit);
-    }
+    if (anchor >= range.location)
+        return lines;
+    // Every multi-line stretch between the anchor and the change lies after
+    // the first one, so that one alone decides how far back to reach: find
+    // its first character, then the start of the stretch.
+    qsizetype first = MVNotFound;
+    storage.forEachRun(MVRange{anchor, range.location - anchor}, [&](MVRange run, const MVTextAttributes &attributes) {
+        if (!attributes.isMultiLine())
+            return true;
+        first = run.location;
+        return false;
+    });
+    if (first == MVNotFound)
+        return lines;
+    MVRange stretch;
+    storage.attribute(MVAttribute::MultiLine, first, &stretch, MVRange{0, range.location});
+    const MVRange united = MVUnionRange(range, stretch);
     if (united == range)
         return lines;
     return storage.lineRangeForRange(united);

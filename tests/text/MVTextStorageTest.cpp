@@ -171,18 +171,6 @@ TEST(MVTextStorage, AttributesAtOrPastTheEndAreEmpty)
     EXPECT_FALSE(storage.attribute(MVAttribute::Parser, 0, &range).isSet);
 }
 
-TEST(MVTextStorage, InsertedTextTakesTheAttributesBeforeIt)
-{
-    MVTextStorage storage(QStringLiteral("abcd"));
-    storage.addAttributes(MVTextAttributes().setForeground(Qt::red), {0, 2});
-    storage.replaceCharacters({2, 0}, QStringLiteral("X")); // after a red character
-    EXPECT_EQ(storage.attributesAtIndex(2).foreground(), QColor(Qt::red).rgba());
-    storage.replaceCharacters({3, 1}, QStringLiteral("Y")); // replaces a plain one
-    EXPECT_FALSE(storage.attributesAtIndex(3).has(MVAttribute::ForegroundColor));
-    storage.replaceCharacters({0, 0}, QStringLiteral("Z")); // at the start: the first one's
-    EXPECT_TRUE(storage.attributesAtIndex(0).has(MVAttribute::ForegroundColor));
-}
-
 TEST(MVTextStorage, BatchedEditsReportOnceWithTheirUnion)
 {
     MVTextStorage storage(QStringLiteral("0123456789"));
@@ -284,4 +272,170 @@ TEST(MVTextStorage, ManyRunsStayCheapAndCorrect)
     // Whole-text reset merges everything back into one run.
     storage.setAttributes(plain, {0, storage.length()});
     EXPECT_EQ(storage.runCount(), 1);
+}
+
+namespace {
+
+// A random overlay and the same changes made to the model one by one.
+void applyRandomOverlay(MVTextStorage &storage, Model &model, QRandomGenerator &random)
+{
+    static const int parsers[3] = {1, 2, 3};
+    const qsizetype n = model.text.size();
+    MVAttributeOverlay overlay;
+    std::vector<std::pair<MVRange, MVTextAttributes>> changes;
+    const MVRange base = randomRange(random, n, int(n));
+    const MVTextAttributes baseAttributes = randomAttributes(random);
+    const bool withBase = random.bounded(4) != 0;
+    std::vector<MVAttribute> removed;
+    if (withBase) {
+        if (random.bounded(2))
+            removed.push_back(MVAttribute::MultiLine);
+        if (random.bounded(2))
+            removed.push_back(MVAttribute::BackgroundColor);
+        if (removed.size() == 2)
+            overlay.setBase(base, baseAttributes, {MVAttribute::MultiLine, MVAttribute::BackgroundColor});
+        else if (removed.size() == 1)
+            overlay.setBase(base, baseAttributes, {removed[0]});
+        else
+            overlay.setBase(base, baseAttributes);
+    }
+    // Dense tokens in order as a parser writes them, loose ranges that
+    // overlap and leave the text, and parser marks over stretches; a pass
+    // may mix them.
+    const int style = random.bounded(4);
+    qsizetype position = random.bounded(int(n + 1));
+    for (int i = random.bounded(300); i > 0; --i) {
+        MVRange range;
+        MVTextAttributes attributes;
+        const int kind = style == 3 ? random.bounded(3) : style;
+        if (kind == 0) {
+            position += random.bounded(4);
+            range = MVRange{position, random.bounded(1, 12)};
+            position = range.end();
+            attributes = randomAttributes(random);
+        } else if (kind == 1) {
+            range = MVRange{random.bounded(int(n + 20)) - 10, random.bounded(40)};
+            attributes = randomAttributes(random);
+        } else {
+            range = randomRange(random, n, 200);
+            attributes.setParser(&parsers[random.bounded(3)]);
+        }
+        if (attributes.isEmpty())
+            continue;
+        if (kind == 2)
+            overlay.addParser(attributes.parser(), range);
+        else
+            overlay.add(attributes, range);
+        changes.emplace_back(range, attributes);
+    }
+    storage.applyAttributeOverlay(overlay);
+
+    if (withBase) {
+        for (qsizetype i = base.location; i < base.end(); ++i) {
+            model.attributes[i].add(baseAttributes);
+            for (const MVAttribute key : removed)
+                model.attributes[i].remove(key);
+        }
+    }
+    for (const auto &[range, attributes] : changes) {
+        for (qsizetype i = qMax<qsizetype>(0, range.location); i < qMin(n, range.end()); ++i)
+            model.attributes[i].add(attributes);
+    }
+}
+
+void setRandomRuns(MVTextStorage &storage, Model &model, QRandomGenerator &random)
+{
+    const MVRange range = randomRange(random, model.text.size(), random.bounded(2) ? 50 : 5000);
+    std::vector<MVTextStorage::AttributeRun> runs;
+    qsizetype covered = 0;
+    // Usually the runs fill the range exactly; sometimes they fall short or
+    // run over.
+    const qsizetype target = range.length + (random.bounded(4) == 0 ? random.bounded(21) - 10 : 0);
+    while (covered < target) {
+        const qsizetype length = qMin<qsizetype>(target - covered, random.bounded(1, 30));
+        runs.emplace_back(length, randomAttributes(random));
+        covered += length;
+    }
+    storage.setAttributeRuns(range, runs);
+    MVTextAttributes last;
+    qsizetype i = range.location;
+    for (const auto &[length, attributes] : runs) {
+        for (qsizetype k = 0; k < length && i < range.end(); ++k)
+            model.attributes[i++] = attributes;
+        last = attributes;
+    }
+    while (i < range.end())
+        model.attributes[i++] = last;
+}
+
+} // namespace
+
+TEST(MVTextStorage, BulkWritesMatchTheSameChangesMadeOneByOne)
+{
+    QRandomGenerator random(777);
+    // Small texts exercise the edges; the large one spreads the runs over
+    // many blocks, so that a write replaces, adds and drops blocks.
+    for (const int size : {0, 40, 3000, 60000}) {
+        MVTextStorage storage;
+        Model model;
+        const QString initial(size, u'a');
+        storage.replaceCharacters({0, 0}, initial);
+        model.replace({0, 0}, initial, nullptr);
+        const int steps = size > 10000 ? 120 : 400;
+        for (int step = 0; step < steps; ++step) {
+            const int kind = random.bounded(10);
+            if (kind < 5) {
+                applyRandomOverlay(storage, model, random);
+            } else if (kind < 8) {
+                setRandomRuns(storage, model, random);
+            } else if (kind < 9) {
+                // Tokens over the whole text at once, as a full colouring.
+                MVAttributeOverlay overlay;
+                std::vector<MVTextAttributes> sets;
+                for (int i = 0; i < 6; ++i)
+                    sets.push_back(randomAttributes(random));
+                for (qsizetype i = 0; i + 3 <= model.text.size(); i += 3 + random.bounded(3)) {
+                    const MVTextAttributes &attributes = sets[random.bounded(6)];
+                    overlay.add(attributes, {i, 3});
+                    for (qsizetype k = i; k < i + 3; ++k)
+                        model.attributes[k].add(attributes);
+                }
+                storage.applyAttributeOverlay(overlay);
+            } else {
+                const MVRange range = randomRange(random, model.text.size(), 20);
+                const QString text = QString(random.bounded(30), u'b');
+                storage.replaceCharacters(range, text);
+                model.replace(range, text, nullptr);
+            }
+            if (step % 40 == 0 || size < 5000)
+                expectSameAsModel(storage, model, random);
+        }
+        expectSameAsModel(storage, model, random);
+    }
+}
+
+TEST(MVTextStorage, AnOverlayIsOneEditOverAllItTouches)
+{
+    MVTextStorage storage(QStringLiteral("0123456789abcdef"));
+    int reports = 0;
+    MVRange range;
+    storage.addEditingObserver([&](const MVTextStorage &s) {
+        ++reports;
+        range = s.editedRange();
+        EXPECT_EQ(s.editedMask(), MVTextStorage::EditedAttributes);
+    });
+    MVAttributeOverlay overlay;
+    overlay.setBase({4, 4}, MVTextAttributes().setForeground(Qt::black));
+    overlay.add(MVTextAttributes().setForeground(Qt::red), {6, 6});
+    overlay.add(MVTextAttributes().setForeground(Qt::blue), {2, 1});
+    storage.applyAttributeOverlay(overlay);
+    EXPECT_EQ(reports, 1);
+    EXPECT_EQ(range, (MVRange{2, 10}));
+    // Nothing to change reports nothing.
+    overlay.clear();
+    storage.applyAttributeOverlay(overlay);
+    overlay.add(MVTextAttributes(), {0, 4});
+    overlay.add(MVTextAttributes().setMultiLine(), {20, 4});
+    storage.applyAttributeOverlay(overlay);
+    EXPECT_EQ(reports, 1);
 }
