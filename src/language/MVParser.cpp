@@ -94,6 +94,15 @@ MVParser::SubparserRanges MVParser::parseRange(MVRange range, const MVTextStorag
     return {};
 }
 
+QStringView MVParser::textToParse(const MVTextStorage &storage, MVRange range, QString &threadBuffer)
+{
+    // Keep the buffer of a long line, but not of a whole large file.
+    constexpr qsizetype KeptCharacters = qsizetype(8) << 20;
+    if (threadBuffer.capacity() > KeptCharacters && range.length <= KeptCharacters)
+        threadBuffer = QString();
+    return storage.view(range, threadBuffer);
+}
+
 MVRange MVParser::nextSignificantRangeInString(const QString &string, MVRange range)
 {
     const qsizetype from = qBound<qsizetype>(0, range.end(), string.size());

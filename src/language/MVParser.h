@@ -93,6 +93,12 @@ public:
     // in the binary form.
     bool commitToPath(const QString &contentsPath) override;
 
+protected:
+    // The text of range for a parse: a view into the storage, or into a
+    // buffer of the calling thread that the next parse of the same kind
+    // reuses (so typing in a long line allocates nothing).
+    static QStringView textToParse(const MVTextStorage &storage, MVRange range, QString &threadBuffer);
+
 private:
     MVBundle *_bundle;
     QString _identifier;

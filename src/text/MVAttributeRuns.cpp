@@ -390,6 +390,10 @@ void MVAttributeRuns::replace(MVRange range, std::vector<Run> &runs)
     for (qsizetype b = 0; b < count; ++b) {
         const qsizetype end = total * (b + 1) / count;
         Block &block = _blocks[first.block + b];
+        // A little room to spare, so that rewriting the same stretch again
+        // with a run more or less keeps the memory.
+        if (qsizetype(block.runs.capacity()) < end - next)
+            block.runs.reserve(size_t(qMin(MaxRunsPerBlock + 1, end - next + 16)));
         block.runs.assign(all.begin() + next, all.begin() + end);
         qsizetype length = 0;
         for (const Run &run : block.runs)

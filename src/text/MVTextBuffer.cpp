@@ -58,6 +58,27 @@ qsizetype MVTextBuffer::memoryUsage() const
     return bytes;
 }
 
+QStringView MVTextBuffer::view(MVRange range, QString &scratch) const
+{
+    const qsizetype from = qBound<qsizetype>(0, range.location, _length);
+    const qsizetype to = qBound<qsizetype>(from, range.location + range.length, _length);
+    if (to == from)
+        return QStringView();
+    qsizetype start = 0;
+    const qsizetype block = _blockAt(from, &start);
+    const QString &text = _blocks[block].text;
+    if (to - start <= text.size())
+        return QStringView(text).mid(from - start, to - from);
+    scratch.resize(to - from);
+    char16_t *out = reinterpret_cast<char16_t *>(scratch.data());
+    forEachPiece(MVRange{from, to - from}, [&out](QStringView piece) {
+        std::copy(piece.utf16(), piece.utf16() + piece.size(), out);
+        out += piece.size();
+        return true;
+    });
+    return QStringView(scratch);
+}
+
 QChar MVTextBuffer::characterAt(qsizetype index) const
 {
     if (index < 0 || index >= _length)

@@ -35,6 +35,10 @@ public:
     QString substring(MVRange range) const;
     // The whole text as one string (a copy: prefer substring on large texts).
     QString string() const;
+    // The characters of range (clipped to the text) as one view: straight
+    // into the buffer when they lie in one block, else copied into scratch,
+    // whose memory is reused. Valid until the buffer or scratch changes.
+    QStringView view(MVRange range, QString &scratch) const;
 
     // Calls fn(QStringView) for the consecutive pieces that make up the range,
     // in order, without copying. Stops early if fn returns false.

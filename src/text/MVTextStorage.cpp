@@ -4,6 +4,8 @@
 
 #include <QVarLengthArray>
 
+#include <algorithm>
+
 namespace {
 constexpr char16_t ObjectReplacementCharacter = 0xFFFC;
 }
@@ -156,6 +158,48 @@ void appendRun(std::vector<MVAttributeRuns::Run> &runs, qsizetype length, quint3
         runs.push_back(MVAttributeRuns::Run{length, id});
 }
 
+// Ids by a fixed-size key of numbers: a small open-addressed table that
+// forgets on collisions, which only costs a recomputation.
+class MVCombinationCache
+{
+public:
+    explicit MVCombinationCache(size_t keySize)
+        : _keySize(keySize)
+        , _keys(Slots * keySize)
+        , _ids(Slots, Empty)
+    {
+    }
+
+    quint32 *find(const quint32 *key)
+    {
+        const size_t slot = _slot(key);
+        if (_ids[slot] == Empty || !std::equal(key, key + _keySize, &_keys[slot * _keySize]))
+            return nullptr;
+        return &_ids[slot];
+    }
+    quint32 *insert(const quint32 *key, quint32 id)
+    {
+        const size_t slot = _slot(key);
+        std::copy(key, key + _keySize, &_keys[slot * _keySize]);
+        _ids[slot] = id;
+        return &_ids[slot];
+    }
+
+private:
+    static constexpr size_t Slots = 256;
+    static constexpr quint32 Empty = 0xFFFFFFFF;
+    size_t _slot(const quint32 *key) const
+    {
+        quint64 hash = 0;
+        for (size_t i = 0; i < _keySize; ++i)
+            hash = (hash ^ key[i]) * 0x9E3779B97F4A7C15ull;
+        return size_t(hash >> 56) % Slots;
+    }
+    size_t _keySize;
+    std::vector<quint32> _keys;
+    std::vector<quint32> _ids;
+};
+
 // Runs kept between bulk writes: enough for a long minified line, so that
 // typing in it reuses the memory instead of faulting it in on each keystroke.
 constexpr size_t KeptRuns = size_t(1) << 21;
@@ -241,28 +285,33 @@ void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
 
     _newRuns.clear();
     _newRuns.reserve(qMin(additions.size() * 2 + 16, KeptRuns));
-    InternCache cache;
     const quint8 removals = overlay.baseRemovals();
+    // What a piece of text becomes depends on its old set, whether the base
+    // covers it and the set each layer adds there: remember the id of each
+    // such combination, so that a piece costs a lookup of a few numbers.
+    const size_t keySize = 2 + size_t(layers.size());
+    QVarLengthArray<quint32, 16> key(qsizetype(keySize), 0);
+    MVCombinationCache combinations(keySize);
+    constexpr quint32 NoSet = 0xFFFFFFFF;
     MVAttributeRuns::Reader old(_runs, start);
     qsizetype position = start;
     while (position < end) {
         while (old.end() <= position && old.end() < n)
             old.next();
         qsizetype boundary = qMin(old.end(), end);
-        MVTextAttributes attributes = _sets[old.id()];
+        key[0] = old.id();
+        key[1] = 0;
         if (base.length > 0) {
             if (position < base.location) {
                 boundary = qMin(boundary, base.location);
             } else if (position < base.end()) {
                 boundary = qMin(boundary, base.end());
-                attributes.add(overlay.baseAttributes());
-                for (quint8 key = 0; key < quint8(MVAttribute::Attachment); ++key) {
-                    if (removals & (1u << key))
-                        attributes.remove(MVAttribute(key));
-                }
+                key[1] = 1;
             }
         }
-        for (Layer &layer : layers) {
+        for (qsizetype l = 0; l < layers.size(); ++l) {
+            Layer &layer = layers[l];
+            key[2 + l] = NoSet;
             // Skip what lies behind (or belongs to the other pass, or lies
             // outside the text).
             while (layer.next < layer.end
@@ -274,13 +323,29 @@ void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
                 continue;
             const Addition &addition = additions[layer.next];
             if (addition.from <= position) {
-                attributes.add(overlay.set(addition.set));
+                key[2 + l] = addition.set;
                 boundary = qMin(boundary, addition.from + qsizetype(addition.length));
             } else {
                 boundary = qMin(boundary, addition.from);
             }
         }
-        appendRun(_newRuns, boundary - position, cache.id(*this, attributes));
+        quint32 *id = combinations.find(key.constData());
+        if (!id) {
+            MVTextAttributes attributes = _sets[key[0]];
+            if (key[1]) {
+                attributes.add(overlay.baseAttributes());
+                for (quint8 k = 0; k < quint8(MVAttribute::Attachment); ++k) {
+                    if (removals & (1u << k))
+                        attributes.remove(MVAttribute(k));
+                }
+            }
+            for (size_t l = 2; l < keySize; ++l) {
+                if (key[qsizetype(l)] != NoSet)
+                    attributes.add(overlay.set(key[qsizetype(l)]));
+            }
+            id = combinations.insert(key.constData(), _intern(attributes));
+        }
+        appendRun(_newRuns, boundary - position, *id);
         position = boundary;
     }
     _replaceRuns(MVRange{start, end - start});

@@ -42,6 +42,7 @@ public:
     // The whole text (a copy: prefer substring on large texts).
     QString string() const { return _buffer.string(); }
     QString substring(MVRange range) const { return _buffer.substring(range); }
+    QStringView view(MVRange range, QString &scratch) const { return _buffer.view(range, scratch); }
     QChar characterAt(qsizetype index) const { return _buffer.characterAt(index); }
     MVRange lineRangeForRange(MVRange range) const { return _buffer.lineRangeForRange(range); }
 

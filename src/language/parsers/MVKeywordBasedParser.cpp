@@ -203,9 +203,9 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const 
 {
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
     if (r.length > 0) {
-        const QString text = storage.substring(r);
-        const QStringView s(text);
-        const char16_t *c = reinterpret_cast<const char16_t *>(text.utf16());
+        thread_local QString buffer;
+        const QStringView s = textToParse(storage, r, buffer);
+        const char16_t *c = reinterpret_cast<const char16_t *>(s.utf16());
         const qsizetype e = s.size();
         const bool single = _singleQuoteStyle.has_value();
         const bool dbl = _doubleQuoteStyle.has_value();

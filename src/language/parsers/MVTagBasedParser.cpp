@@ -138,9 +138,9 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, const MVTe
     SubparserRanges regions;
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
     if (r.length > 0) {
-        const QString text = storage.substring(r);
-        const QStringView s(text);
-        const char16_t *c = reinterpret_cast<const char16_t *>(text.utf16());
+        thread_local QString buffer;
+        const QStringView s = textToParse(storage, r, buffer);
+        const char16_t *c = reinterpret_cast<const char16_t *>(s.utf16());
         const qsizetype n = s.size();
 
         auto add = [&](const MVTextAttributes &attributes, qsizetype from, qsizetype to) {
