@@ -117,6 +117,10 @@ class MeasuringDriversTest(unittest.TestCase):
                                  capture_output=True, text=True, timeout=120)
         self.assertEqual(out.returncode, 0, out.stderr)
         rows = [json.loads(line) for line in out.stdout.splitlines()]
+        checks = [r for r in rows if "operation" not in r]
+        rows = [r for r in rows if "operation" in r]
+        self.assertEqual([(c["position"], c["parser"], c["opener"], c["opener_coloured"]) for c in checks],
+                         [(p, "text.js", "/*", True) for p in ("start", "middle", "end")])
         self.assertEqual({(r["position"], r["operation"]) for r in rows},
                          {(p, o) for p in ("start", "middle", "end") for o in ("type", "delete", "newline", "comment")})
         for r in rows:

@@ -8,7 +8,8 @@
 //   bench_keystrokes [--language ID] [--samples N] FILE
 //
 // Prints one JSON object a line: position, operation, samples, median, p99
-// and maximum in microseconds. Operations: "type" (a word typed a character
+// and maximum in microseconds; and for each position the active parser and
+// whether the comment opener typed there was coloured. Operations: "type" (a word typed a character
 // at a time), "delete" (deleting it again a character at a time), "newline",
 // and "comment" (the comment opener of the active language typed at once).
 #include "BenchSupport.h"
@@ -151,12 +152,19 @@ int main(int argc, char **argv)
         // A line break or a comment opener typed and taken away again: only
         // the typing is timed, the removal restores the text and colours.
         const QString opener = commentOpener(active);
+        // Times mean nothing if the colouring did not happen: the opener just
+        // typed must have left the text's plain colour.
+        bool openerColoured = false;
         for (int i = 0; i < samples; ++i) {
             newlines.push_back(typist.edit(MVRange{at, 0}, QStringLiteral("\n")));
             typist.edit(MVRange{at, 1}, QString());
             comments.push_back(typist.edit(MVRange{at, 0}, opener));
+            if (i == 0)
+                openerColoured = storage.attributesAtIndex(at).foreground() != BenchSupport::standardAttributes().foreground();
             typist.edit(MVRange{at, opener.size()}, QString());
         }
+        std::printf("{\"position\": \"%s\", \"parser\": \"%s\", \"opener\": \"%s\", \"opener_coloured\": %s}\n",
+                    position.name, qPrintable(active->identifier()), qPrintable(opener), openerColoured ? "true" : "false");
         report(position.name, "type", typing);
         report(position.name, "delete", deleting);
         report(position.name, "newline", newlines);
