@@ -90,9 +90,9 @@ BENCHMARK(BM_BufferLoad10MB)->Unit(benchmark::kMillisecond);
 
 // Storage with 500k runs: a keystroke (character edit plus re-colouring its
 // line as the incremental parse does) and a point query.
-static MVTextStorage &styledStorage()
+static MVTextStorage *makeStyledStorage()
 {
-    static MVTextStorage *storage = [] {
+    return [] {
         auto *s = new MVTextStorage(sourceText(4 * 1000 * 1000));
         const MVTextAttributes a = MVTextAttributes().setForeground(Qt::blue);
         const MVTextAttributes b = MVTextAttributes().setForeground(Qt::darkGreen).setMultiLine();
@@ -104,6 +104,11 @@ static MVTextStorage &styledStorage()
         s->endEditing();
         return s;
     }();
+}
+
+static MVTextStorage &styledStorage()
+{
+    static MVTextStorage *storage = makeStyledStorage();
     return *storage;
 }
 
@@ -126,6 +131,53 @@ static void BM_StorageKeystrokeAt500kRuns(benchmark::State &state)
     state.counters["runs"] = double(storage.runCount());
 }
 BENCHMARK(BM_StorageKeystrokeAt500kRuns);
+
+// The same keystroke written as a parser now writes it: the line's tokens
+// gathered in an overlay and applied in one pass.
+static void BM_StorageKeystrokeOverlayAt500kRuns(benchmark::State &state)
+{
+    // A storage of its own: the other cases expect the runs as made.
+    static MVTextStorage *own = makeStyledStorage();
+    MVTextStorage &storage = *own;
+    qsizetype position = storage.length() / 3;
+    const MVTextAttributes plain = MVTextAttributes().setForeground(Qt::black);
+    const MVTextAttributes colour = MVTextAttributes().setForeground(Qt::red);
+    MVAttributeOverlay overlay;
+    for (auto _ : state) {
+        storage.replaceCharacters({position, 0}, QStringLiteral("x"));
+        const MVRange line = storage.lineRangeForRange({position, 1});
+        overlay.clear();
+        overlay.setBase(line, plain, {MVAttribute::MultiLine});
+        for (qsizetype i = line.location; i + 4 < line.end(); i += 6)
+            overlay.add(colour, {i, 4});
+        storage.applyAttributeOverlay(overlay);
+        position = (position + 104729) % (storage.length() - 1);
+    }
+    state.counters["runs"] = double(storage.runCount());
+}
+BENCHMARK(BM_StorageKeystrokeOverlayAt500kRuns);
+
+// Writing the colours of a whole 4 MB text at once: 500k tokens.
+static void BM_StorageOverlayOfWholeText(benchmark::State &state)
+{
+    MVTextStorage storage(sourceText(4 * 1000 * 1000));
+    const MVTextAttributes plain = MVTextAttributes().setForeground(Qt::black);
+    const MVTextAttributes a = MVTextAttributes().setForeground(Qt::blue);
+    const MVTextAttributes b = MVTextAttributes().setForeground(Qt::darkGreen).setMultiLine();
+    MVAttributeOverlay overlay;
+    for (auto _ : state) {
+        overlay.clear();
+        overlay.setBase({0, storage.length()}, plain, {MVAttribute::MultiLine});
+        for (qsizetype i = 0; i + 8 < storage.length(); i += 8) {
+            overlay.add(a, {i, 5});
+            overlay.add(b, {i + 5, 3});
+        }
+        storage.applyAttributeOverlay(overlay);
+    }
+    state.SetBytesProcessed(state.iterations() * storage.length() * 2);
+    state.counters["runs"] = double(storage.runCount());
+}
+BENCHMARK(BM_StorageOverlayOfWholeText)->Unit(benchmark::kMillisecond);
 
 static void BM_StorageLongestEffectiveRange(benchmark::State &state)
 {

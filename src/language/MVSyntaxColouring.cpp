@@ -66,6 +66,49 @@ void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, c
     storage.endEditing();
 }
 
+namespace {
+
+// The last occurrence of what in [from, to) of the storage, ignoring case;
+// -1 if none. The search goes backwards a chunk at a time, so that it reads
+// only as far back as the occurrence and copies at most a chunk.
+qsizetype lastInStorage(const MVTextStorage &storage, const QString &what, qsizetype from, qsizetype to, QString &scratch)
+{
+    if (what.isEmpty() || to - from < what.size())
+        return -1;
+    const qsizetype chunk = qMax<qsizetype>(qsizetype(1) << 16, 4 * what.size());
+    qsizetype end = to;
+    while (end - from >= what.size()) {
+        qsizetype chunkStart = qMax(from, end - chunk);
+        // Never start a chunk between the two halves of a surrogate pair.
+        if (chunkStart > from && storage.characterAt(chunkStart).isLowSurrogate())
+            --chunkStart;
+        const QStringView view = storage.view(MVRange{chunkStart, end - chunkStart}, scratch);
+        const qsizetype found = view.lastIndexOf(what, -1, Qt::CaseInsensitive);
+        if (found >= 0)
+            return chunkStart + found;
+        if (chunkStart == from)
+            break;
+        // The next chunk overlaps this one by what a match across the cut needs.
+        end = chunkStart + what.size() - 1;
+    }
+    return -1;
+}
+
+// Whether location lies inside quotes opened after relativeTo, reading only
+// that stretch of the storage (and the escapes right before it, which decide
+// whether its first quote counts).
+bool locationInQuotes(const MVTextStorage &storage, qsizetype location, qsizetype relativeTo, bool checkSingle,
+                      QString &scratch)
+{
+    qsizetype start = relativeTo;
+    while (start > 0 && storage.characterAt(start - 1) == QLatin1Char('\\'))
+        --start;
+    const QStringView view = storage.view(MVRange{start, location - start}, scratch);
+    return Parsing::locationInQuotes(view, location - start, relativeTo - start, checkSingle);
+}
+
+} // namespace
+
 MVParser *MVSyntaxColouring::checkForOpenSpecialsBefore(MVParser *parser, const MVTextStorage &storage,
                                                        qsizetype location, const std::shared_ptr<MVTheme> &theme)
 {
@@ -75,28 +118,20 @@ MVParser *MVSyntaxColouring::checkForOpenSpecialsBefore(MVParser *parser, const 
     const std::vector<MVParser *> subparsers = parser->subparsers();
     if (subparsers.empty() || location == 0)
         return parser;
-    const QString text = storage.substring(MVRange{0, location});
-    const QStringView s(text);
+    QString scratch;
     qsizetype start = 0;
-    // The last occurrence of what in [from, to), ignoring case; -1 if none.
-    auto lastIn = [&](const QString &what, qsizetype from, qsizetype to) -> qsizetype {
-        if (what.isEmpty() || to - from < what.size())
-            return -1;
-        const qsizetype found = s.first(to).lastIndexOf(what, -1, Qt::CaseInsensitive);
-        return found >= from ? found : -1;
-    };
     for (MVParser *subparser : subparsers) {
         const QStringList &openers = subparser->openers();
         const QStringList &closers = subparser->closers();
         for (qsizetype i = 0; i < openers.size(); ++i) {
-            const qsizetype opener = lastIn(openers[i], start, location);
+            const qsizetype opener = lastInStorage(storage, openers[i], start, location, scratch);
             if (opener < 0)
                 continue;
             const qsizetype openerEnd = opener + openers[i].size();
             const QString closer = i < closers.size() ? closers[i] : QString();
-            qsizetype found = lastIn(closer, openerEnd, location);
-            while (found >= 0 && Parsing::locationInQuotes(s, found, opener, subparser->usesSingleQuotes()))
-                found = lastIn(closer, openerEnd, found);
+            qsizetype found = lastInStorage(storage, closer, openerEnd, location, scratch);
+            while (found >= 0 && locationInQuotes(storage, found, opener, subparser->usesSingleQuotes(), scratch))
+                found = lastInStorage(storage, closer, openerEnd, found, scratch);
             if (found < 0) {
                 subparser->setTheme(theme);
                 return subparser;

@@ -202,7 +202,7 @@ private:
 
 // Runs kept between bulk writes: enough for a long minified line, so that
 // typing in it reuses the memory instead of faulting it in on each keystroke.
-constexpr size_t KeptRuns = size_t(1) << 21;
+constexpr size_t KeptRuns = size_t(1) << 22;
 
 } // namespace
 
@@ -284,7 +284,6 @@ void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
         return;
 
     _newRuns.clear();
-    _newRuns.reserve(qMin(additions.size() * 2 + 16, KeptRuns));
     const quint8 removals = overlay.baseRemovals();
     // What a piece of text becomes depends on its old set, whether the base
     // covers it and the set each layer adds there: remember the id of each

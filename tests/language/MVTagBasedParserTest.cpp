@@ -165,6 +165,25 @@ TEST_F(TagParserTest, ActiveParserFollowsOpenersAndClosers)
     EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, 2, theme), parser.get());
 }
 
+TEST_F(TagParserTest, ActiveParserFoundFarBackInALargeText)
+{
+    const auto theme = styleTheme();
+    // The search goes backwards in chunks of 64k characters: an opener cut by
+    // the edge of a chunk, and one far back behind a closer in quotes.
+    const QString after(65536 - 5, QLatin1Char('y'));
+    for (const qsizetype before : {qsizetype(0), qsizetype(3), qsizetype(100000)}) {
+        storage.setString(QString(before, QLatin1Char('x')) + QStringLiteral("<ScRiPt>") + after);
+        EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, storage.length(), theme),
+                  script.get()) << before;
+        EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, before + 6, theme), parser.get());
+    }
+    storage.setString(QStringLiteral("<p><script>var s = \"</script>\";") + QString(200000, QLatin1Char(' '))
+                      + QStringLiteral("x</script>"));
+    const qsizetype x = storage.length() - 10;
+    EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, x, theme), script.get());
+    EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, storage.length(), theme), parser.get());
+}
+
 TEST_F(TagParserTest, RangesOfALanguage)
 {
     const QString text = QStringLiteral("<script>a</script> <SCRIPT>b");
