@@ -81,14 +81,23 @@ LANGUAGES["HTML"] = {
     "embedded": {
         "script": "text.js",
         "style": "text.css",
-        "?php": {"id": "text.php", "end": "?>"},
-        "?=": {"id": "text.php", "end": "?>"},
+        "?php": {"id": "text.php.code", "end": "?>"},
+        "?=": {"id": "text.php.code", "end": "?>"},
     },
     "style": TAG_STYLE,
     # A block element opened on a line and not closed on it; its closing tag.
     "folding": {"open": r"(?i)<(" + HTML_BLOCKS + r")\b[^>]*>(?!.*</\1\s*>)",
                 "close": r"(?i)</(" + HTML_BLOCKS + r")\s*>"},
 }
+
+# A PHP file is a page: markup around <?php ... ?> blocks (a file of code
+# alone is one block left open to its end). The markup is coloured as HTML,
+# the blocks by the PHP code language, and both kinds of blocks fold.
+LANGUAGES["PHP"] = dict(LANGUAGES["HTML"], **{
+    "format-id": "text.php",
+    "folding": {"open": LANGUAGES["HTML"]["folding"]["open"] + "|" + BRACES_OPEN,
+                "close": LANGUAGES["HTML"]["folding"]["close"] + "|" + BRACES_CLOSE},
+})
 
 LANGUAGES["XML"] = {
     "format-type": "tag",
@@ -192,8 +201,8 @@ array_map array_filter array_keys array_values array_merge in_array is_array is_
 htmlspecialchars preg_match preg_replace file_get_contents file_put_contents var_dump print_r define
 """)
 
-LANGUAGES["PHP"] = keyword_language(
-    "text.php", WORD + "$",
+LANGUAGES["PHPCode"] = keyword_language(
+    "text.php.code", WORD + "$",
     {
         "keyword.control": w("if else elseif endif for foreach endforeach while endwhile do switch endswitch case default "
                              "break continue return throw try catch finally goto declare enddeclare yield match"),

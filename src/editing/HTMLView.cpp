@@ -2,17 +2,13 @@
 
 #include "files/GeneralUtility.h"
 #include "language/MVBundle.h"
-#include "language/MVBundleRepository.h"
-#include "platform/MVNotificationCenter.h"
 #include "platform/MVUserDefaults.h"
 #include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
 #include "text/MVUndoManager.h"
 
-#include <QFileInfo>
-
 HTMLView::HTMLView(QWidget *parent)
-    : MVTextView(parent)
+    : MVSyntaxHighlightingTextView(parent)
 {
     const qint64 kind = MVUserDefaults::standard().integerForKey(QStringLiteral("MVLineBreak"));
     _lineBreak = kind >= 0 && kind <= 2 ? int(kind) : 0;
@@ -27,7 +23,7 @@ QString HTMLView::fullString() const
 
 void HTMLView::setString(const QString &string)
 {
-    MVTextView::setString(GeneralUtility::switchLineBreaks(string, GeneralUtility::LineBreakKind(_lineBreak)));
+    MVSyntaxHighlightingTextView::setString(GeneralUtility::switchLineBreaks(string, GeneralUtility::LineBreakKind(_lineBreak)));
 }
 
 void HTMLView::undoableInsertText(const QString &text, const QString &actionName)
@@ -139,25 +135,7 @@ void HTMLView::setLineBreakType(int type)
     undo->endUndoGrouping();
 }
 
-void HTMLView::setPath(const QString &path)
-{
-    _path = path;
-    const QString extension = QFileInfo(path).suffix();
-    // The languages observe the notification centre until they are destroyed
-    // at exit: the centre must exist first so that it is destroyed after them.
-    MVNotificationCenter::defaultCenter();
-    auto &repository = MVBundleRepository::sharedRepository();
-    _bundle = extension.isEmpty() ? nullptr : repository.bundleForFileCategory(QString(), extension);
-    if (!_bundle)
-        _bundle = repository.bundleForIdentifier(QStringLiteral("text.html"));
-}
-
-void HTMLView::setBundle(const std::shared_ptr<MVBundle> &bundle)
-{
-    _bundle = bundle;
-}
-
 QString HTMLView::languageName() const
 {
-    return _bundle ? _bundle->title() : tr("Plain Text");
+    return bundle() ? bundle()->title() : tr("Plain Text");
 }

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "files/FileEncodings.h"
-#include "text/MVTextView.h"
+#include "language/MVSyntaxHighlightingTextView.h"
 
 #include <memory>
 
 class HTMLView;
-class MVBundle;
 
 // What an editing view tells the document that owns it.
 class HTMLViewDelegate
@@ -18,11 +17,11 @@ public:
     virtual void htmlViewHadError(HTMLView *view, const MVError &error, bool critical) = 0;
 };
 
-// The editing view of every text file. It keeps the encoding the text came
-// in (and its byte-order mark) so that a save writes the same kind of bytes,
-// the path that decides the language, and the view's own kind of line break,
+// The editing view of every text file, coloured by the language of its path.
+// It keeps the encoding the text came in (and its byte-order mark) so that a
+// save writes the same kind of bytes, and the view's own kind of line break,
 // which every text set on it is brought to.
-class HTMLView : public MVTextView
+class HTMLView : public MVSyntaxHighlightingTextView
 {
     Q_OBJECT
 
@@ -65,11 +64,6 @@ public:
     void setLineBreakType(int type);
     static QString lineBreakName(int type);
 
-    // The path decides the language unless a language was chosen by hand.
-    QString path() const { return _path; }
-    void setPath(const QString &path);
-    const std::shared_ptr<MVBundle> &bundle() const { return _bundle; }
-    void setBundle(const std::shared_ptr<MVBundle> &bundle);
     // The title of the language for the status bar.
     QString languageName() const;
 
@@ -81,6 +75,4 @@ private:
     MVStringEncoding _encoding = 0;
     FileEncodings::ByteOrderMark _byteOrderMark = FileEncodings::ByteOrderMark::None;
     int _lineBreak = 0;
-    QString _path;
-    std::shared_ptr<MVBundle> _bundle;
 };

@@ -80,7 +80,7 @@ MVFileDocument::~MVFileDocument()
 {
     if (HTMLView *view = textView()) {
         view->setInterfaceDelegate(nullptr);
-        view->setDelegate(nullptr);
+        view->setOuterDelegate(nullptr);
         view->undoManager()->setChangeHandler({});
     }
     if (_file)
@@ -136,7 +136,7 @@ QWidget *MVFileDocument::viewWithSuggestedFrame()
     _fileView = MVFileView::createViewForDocument(this);
     if (HTMLView *view = textView()) {
         view->setInterfaceDelegate(this);
-        view->setDelegate(this);
+        view->setOuterDelegate(this);
         // The extension picks a language first; a language chosen for the file wins.
         view->setPath(fileName());
         const QString chosen = fileConfigurationValueForKey(BundleKey).toString();

@@ -1,5 +1,7 @@
 #include "files/MVImageFileView.h"
 
+#include "files/MVFileCategories.h"
+
 #include <QBuffer>
 #include <QFileInfo>
 #include <QImageReader>
@@ -42,12 +44,11 @@ bool MVImageFileView::canDisplayPath(const QString &path)
 {
     if (path.isEmpty())
         return false;
-    const QByteArray extension = QFileInfo(path).suffix().toLower().toLatin1();
-    // SVG is text the user edits; the others are pictures.
-    if (extension.isEmpty() || extension == "svg" || extension == "svgz")
+    // SVG is listed among the images, but it is text the user edits.
+    const QString extension = MVFileCategories::extensionOfPath(path).toLower();
+    if (extension == QLatin1String("svg") || extension == QLatin1String("svgz"))
         return false;
-    static const QList<QByteArray> formats = QImageReader::supportedImageFormats();
-    return formats.contains(extension);
+    return MVFileCategories::sharedCategories().pathIsType(path, 1);
 }
 
 QWidget *MVImageFileView::mainView() const

@@ -57,8 +57,13 @@ void MVSyntaxHighlightingTextView::loadColors()
 
 void MVSyntaxHighlightingTextView::setBundle(const std::shared_ptr<MVBundle> &bundle)
 {
+    if (bundle == _bundle)
+        return;
     _bundle = bundle;
     setParser(bundle ? bundle->parser() : nullptr);
+    _activeParser = _parser.get();
+    if (textStorage()->length() > 0)
+        refreshHighlighting();
 }
 
 void MVSyntaxHighlightingTextView::setParser(const std::shared_ptr<MVParser> &parser)
@@ -76,12 +81,8 @@ void MVSyntaxHighlightingTextView::setPath(const QString &path)
         found = MVBundleRepository::sharedRepository().bundleForFileCategory(QString(), QFileInfo(path).suffix());
     if (!found && !_bundle)
         found = MVBundleRepository::sharedRepository().bundleForIdentifier(QStringLiteral("text.html"));
-    if (found && found != _bundle) {
+    if (found)
         setBundle(found);
-        _activeParser = _parser.get();
-        if (textStorage()->length() > 0)
-            refreshHighlighting();
-    }
 }
 
 void MVSyntaxHighlightingTextView::setActive(bool active)
@@ -132,14 +133,6 @@ void MVSyntaxHighlightingTextView::updateHighlighting()
     refreshHighlighting();
 }
 
-void MVSyntaxHighlightingTextView::setString(const QString &string)
-{
-    MVTextView::setString(string);
-    _highlightWholeText();
-    if (!_active)
-        _hadEventWhileInactive = true;
-}
-
 void MVSyntaxHighlightingTextView::setText(MVTextBuffer &&buffer)
 {
     MVTextView::setText(std::move(buffer));
@@ -169,20 +162,26 @@ MVParser *MVSyntaxHighlightingTextView::activeParser(bool recompute)
     return _activeParser ? _activeParser : _parser.get();
 }
 
-bool MVSyntaxHighlightingTextView::textViewShouldChangeTextInRange(MVTextView *, MVRange range, const QString &replacement)
+bool MVSyntaxHighlightingTextView::textViewShouldChangeTextInRange(MVTextView *view, MVRange range, const QString &replacement)
 {
+    if (_outerDelegate && !_outerDelegate->textViewShouldChangeTextInRange(view, range, replacement))
+        return false;
     _changeRange = MVRange{range.location, replacement.size()};
     return true;
 }
 
-void MVSyntaxHighlightingTextView::textDidChange(MVTextView *)
+void MVSyntaxHighlightingTextView::textDidChange(MVTextView *view)
 {
     syntaxHighlight(rangeToHighlightForRange(_changeRange));
+    if (_outerDelegate)
+        _outerDelegate->textDidChange(view);
 }
 
-MVRange MVSyntaxHighlightingTextView::textViewWillChangeSelectionFromCharacterRange(MVTextView *, MVRange oldRange,
+MVRange MVSyntaxHighlightingTextView::textViewWillChangeSelectionFromCharacterRange(MVTextView *view, MVRange oldRange,
                                                                                   MVRange proposed)
 {
+    if (_outerDelegate)
+        proposed = _outerDelegate->textViewWillChangeSelectionFromCharacterRange(view, oldRange, proposed);
     // Typing and single arrow steps cost nothing; a jump works out the
     // parser at the new place (or, while inserting, at the old one).
     const qint32 from = qint32(oldRange.end());
@@ -192,15 +191,31 @@ MVRange MVSyntaxHighlightingTextView::textViewWillChangeSelectionFromCharacterRa
     return proposed;
 }
 
+void MVSyntaxHighlightingTextView::textViewDidChangeSelection(MVTextView *view, MVRange oldRange)
+{
+    if (_outerDelegate)
+        _outerDelegate->textViewDidChangeSelection(view, oldRange);
+}
+
+bool MVSyntaxHighlightingTextView::textViewDoubleClickedOnCell(MVTextView *view,
+                                                               const std::shared_ptr<MVTextAttachment> &cell,
+                                                               const QRect &rect, qsizetype index)
+{
+    return _outerDelegate && _outerDelegate->textViewDoubleClickedOnCell(view, cell, rect, index);
+}
+
+bool MVSyntaxHighlightingTextView::textViewDoCommandBySelector(MVTextView *view, const QString &command)
+{
+    return _outerDelegate && _outerDelegate->textViewDoCommandBySelector(view, command);
+}
+
 void MVSyntaxHighlightingTextView::_bundlesUpdated()
 {
     if (_path.isEmpty())
         return;
     const auto found = MVBundleRepository::sharedRepository().bundleForFileCategory(QString(), QFileInfo(_path).suffix());
-    if (found && found != _bundle) {
+    if (found)
         setBundle(found);
-        refreshHighlighting();
-    }
 }
 
 void MVSyntaxHighlightingTextView::_fileCatChange(const MVNotification &notification)

@@ -24,8 +24,10 @@ class MVTheme;
 // Return, on jumps of the selection and on request. Colouring changes
 // attributes only and never enters the undo stack.
 //
-// The view is its own delegate. A subclass that handles the delegate calls
-// itself must call these operations of this class as well.
+// The view is its own delegate. Whoever else wants the delegate calls (the
+// document that owns the view) sets itself as the outer delegate: it gets
+// every call after the view has done its own work, and its answers are the
+// ones that count.
 class MVSyntaxHighlightingTextView : public MVTextView, public MVTextViewDelegate
 {
     Q_OBJECT
@@ -40,10 +42,9 @@ public:
     static QString fileCategoriesChangedNotification() { return QStringLiteral("MVFileCatsChanged"); }
 
     // Sets the text and colours all of it with the language's parser (on an
-    // inactive view, colouring waits until the view is shown).
-    void setString(const QString &string) override;
-    // The same for a text decoded piece by piece.
-    void setText(MVTextBuffer &&buffer);
+    // inactive view, colouring waits until the view is shown). setString
+    // arrives here too.
+    void setText(MVTextBuffer &&buffer) override;
     void insertText(const QString &text) override;
 
     // Colours range (the argument "what" is not looked at; callers pass
@@ -59,7 +60,10 @@ public:
     MVParser *checkForOpenSpecialsBefore(qsizetype location);
 
     std::shared_ptr<MVBundle> bundle() const { return _bundle; }
-    // Also sets the bundle's parser.
+    MVTextViewDelegate *outerDelegate() const { return _outerDelegate; }
+    void setOuterDelegate(MVTextViewDelegate *delegate) { _outerDelegate = delegate; }
+
+    // Also sets the bundle's parser and colours the text anew with it.
     void setBundle(const std::shared_ptr<MVBundle> &bundle);
     std::shared_ptr<MVParser> parser() const { return _parser; }
     // Also gives the parser the current theme.
@@ -85,6 +89,10 @@ public:
     bool textViewShouldChangeTextInRange(MVTextView *view, MVRange range, const QString &replacement) override;
     void textDidChange(MVTextView *view) override;
     MVRange textViewWillChangeSelectionFromCharacterRange(MVTextView *view, MVRange oldRange, MVRange proposed) override;
+    void textViewDidChangeSelection(MVTextView *view, MVRange oldRange) override;
+    bool textViewDoubleClickedOnCell(MVTextView *view, const std::shared_ptr<MVTextAttachment> &cell, const QRect &rect,
+                                     qsizetype index) override;
+    bool textViewDoCommandBySelector(MVTextView *view, const QString &command) override;
 
 private:
     void _highlightWholeText();
@@ -93,6 +101,7 @@ private:
     std::shared_ptr<MVTheme> _currentTheme() const;
     bool _isParser(const char *identifier) const;
 
+    MVTextViewDelegate *_outerDelegate = nullptr;
     QString _path;
     bool _insertingText = false;
     bool _active = true;

@@ -45,3 +45,14 @@ bool MVProjectDocument::showsPath(const QString &canonicalPath) const
 {
     return canonicalPath == fileName() || MVMultiFileDocument::showsPath(canonicalPath);
 }
+
+std::shared_ptr<MVFile> MVProjectDocument::fileNodeForPath(const QString &path)
+{
+    const QString canonical = MVCanonicalPath(path);
+    if (_root && _root->containsPath(canonical)) {
+        if (auto node = _root->childWithPath(QStringList{canonical}, true))
+            return node;
+        return _root->addFileAtPath(canonical);
+    }
+    return MVMultiFileDocument::fileNodeForPath(path);
+}

@@ -19,6 +19,9 @@ public:
 
     bool canOpenFile(const QString &path) const override;
     bool showsPath(const QString &canonicalPath) const override;
+    // A file below the root is the project tree's own node, so the tree and
+    // the tab follow the same file; others get a tree of their directory.
+    std::shared_ptr<MVFile> fileNodeForPath(const QString &path) override;
 
     const std::shared_ptr<MVRootFile> &rootFile() const { return _root; }
 

@@ -78,8 +78,10 @@ public:
     // Text. setString replaces everything without undo or delegate calls.
     QString string() const;
     virtual void setString(const QString &string);
-    // The same with a buffer filled piece by piece (a large file).
-    void setText(MVTextBuffer &&buffer);
+    // The same with a buffer filled piece by piece (a large file). setString
+    // goes through it, so a subclass that follows every new text overrides
+    // only this.
+    virtual void setText(MVTextBuffer &&buffer);
     // Replaces the selection as typing does: delegate hook, undoable step,
     // selection behind the new text, textDidChange.
     virtual void insertText(const QString &text);

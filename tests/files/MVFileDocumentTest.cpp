@@ -8,6 +8,8 @@
 #include "files/MVMultiFileDocument.h"
 #include "files/MVSingleFileDocument.h"
 #include "language/MVBundle.h"
+#include "language/MVTheme.h"
+#include "language/MVThemeRepository.h"
 #include "platform/MVMainThread.h"
 #include "platform/MVUserDefaults.h"
 #include "support/TestEnvironment.h"
@@ -146,6 +148,34 @@ TEST_F(FileDocumentTest, EditedMarkFollowsTheUndoPosition)
     document->textView()->undo();
     EXPECT_TRUE(document->isDocumentEdited());
     document->textView()->redo();
+    EXPECT_FALSE(document->isDocumentEdited());
+}
+
+TEST_F(FileDocumentTest, AnOpenedFileIsColouredAndStaysColouredThroughTypingAndUndo)
+{
+    MVUserDefaults::standard().setBool(QStringLiteral("MVHighlightKey"), true);
+    const auto theme = MVThemeRepository::sharedRepository().currentTheme();
+    ASSERT_TRUE(theme);
+    const QRgb keyword = theme->attributesForIdentifier(QStringLiteral("keyword.declaration")).foreground();
+    const QRgb comment = theme->attributesForIdentifier(QStringLiteral("comment.block")).foreground();
+    ASSERT_NE(keyword, comment);
+
+    const QString path = dir.write("colour.js", "var total = 1;\nfunction f() {}\n");
+    auto document = open(path);
+    HTMLView *view = document->textView();
+    ASSERT_TRUE(view->isJS());
+    const auto colourAt = [view](qsizetype index) { return view->textStorage()->attributesAtIndex(index).foreground(); };
+    const qsizetype function = view->string().indexOf(QStringLiteral("function"));
+    EXPECT_EQ(colourAt(0), keyword);
+    EXPECT_EQ(colourAt(function), keyword);
+
+    // Typing re-colours the edited line; undo gives its colours back.
+    view->setSelectedRange(MVRange{0, 0});
+    view->insertText(QStringLiteral("/*"));
+    EXPECT_EQ(colourAt(2), comment);
+    EXPECT_TRUE(document->isDocumentEdited());
+    view->undo();
+    EXPECT_EQ(colourAt(function), keyword);
     EXPECT_FALSE(document->isDocumentEdited());
 }
 
@@ -423,6 +453,10 @@ TEST_F(FileDocumentTest, BinaryFilesOpenAsImagesOrTextByTheirKind)
     EXPECT_FALSE(picture->isDocumentEdited());
     EXPECT_TRUE(picture->save(nullptr));
     EXPECT_EQ(readAll(png), pngBytes) << "an image is never written from an empty text";
+    // Without an extension the contents decide; SVG is text to edit.
+    EXPECT_TRUE(dynamic_cast<MVImageFileView *>(open(dir.write("snapshot", pngBytes))->fileView()));
+    auto drawing = open(dir.write("icon.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"/>\n"));
+    EXPECT_TRUE(drawing->textView());
 
     // A damaged picture opens without a crash; binary data as text is kept
     // byte for byte through the fallback encoding.
