@@ -34,61 +34,41 @@ uint32_t compileOptions(quint32 options)
 template<int Width>
 struct Pcre;
 
-template<>
-struct Pcre<16>
-{
-    using Code = pcre2_code_16;
-    using MatchData = pcre2_match_data_16;
-    using MatchContext = pcre2_match_context_16;
-    using CompileContext = pcre2_compile_context_16;
-    using JitStack = pcre2_jit_stack_16;
-    using Unit = PCRE2_UCHAR16;
-    static constexpr auto compile = pcre2_compile_16;
-    static constexpr auto codeFree = pcre2_code_free_16;
-    static constexpr auto jitCompile = pcre2_jit_compile_16;
-    static constexpr auto patternInfo = pcre2_pattern_info_16;
-    static constexpr auto match = pcre2_match_16;
-    static constexpr auto matchDataCreate = pcre2_match_data_create_16;
-    static constexpr auto matchDataFree = pcre2_match_data_free_16;
-    static constexpr auto ovectorPointer = pcre2_get_ovector_pointer_16;
-    static constexpr auto matchContextCreate = pcre2_match_context_create_16;
-    static constexpr auto matchContextFree = pcre2_match_context_free_16;
-    static constexpr auto setMatchLimit = pcre2_set_match_limit_16;
-    static constexpr auto setHeapLimit = pcre2_set_heap_limit_16;
-    static constexpr auto jitStackCreate = pcre2_jit_stack_create_16;
-    static constexpr auto jitStackFree = pcre2_jit_stack_free_16;
-    static constexpr auto jitStackAssign = pcre2_jit_stack_assign_16;
-    static constexpr auto compileContextCreate = pcre2_compile_context_create_16;
-    static constexpr auto setNewline = pcre2_set_newline_16;
-};
+// The library's functions and types of one code unit width under the same
+// names, so that the matching code below is written once for UTF-16 strings
+// and UTF-8 bytes.
+#define MV_PCRE_WIDTH(W) \
+    template<> \
+    struct Pcre<W> \
+    { \
+        using Code = pcre2_code_##W; \
+        using MatchData = pcre2_match_data_##W; \
+        using MatchContext = pcre2_match_context_##W; \
+        using CompileContext = pcre2_compile_context_##W; \
+        using JitStack = pcre2_jit_stack_##W; \
+        using Unit = PCRE2_UCHAR##W; \
+        static constexpr auto compile = pcre2_compile_##W; \
+        static constexpr auto codeFree = pcre2_code_free_##W; \
+        static constexpr auto jitCompile = pcre2_jit_compile_##W; \
+        static constexpr auto patternInfo = pcre2_pattern_info_##W; \
+        static constexpr auto match = pcre2_match_##W; \
+        static constexpr auto matchDataCreate = pcre2_match_data_create_##W; \
+        static constexpr auto matchDataFree = pcre2_match_data_free_##W; \
+        static constexpr auto ovectorPointer = pcre2_get_ovector_pointer_##W; \
+        static constexpr auto matchContextCreate = pcre2_match_context_create_##W; \
+        static constexpr auto matchContextFree = pcre2_match_context_free_##W; \
+        static constexpr auto setMatchLimit = pcre2_set_match_limit_##W; \
+        static constexpr auto setHeapLimit = pcre2_set_heap_limit_##W; \
+        static constexpr auto jitStackCreate = pcre2_jit_stack_create_##W; \
+        static constexpr auto jitStackFree = pcre2_jit_stack_free_##W; \
+        static constexpr auto jitStackAssign = pcre2_jit_stack_assign_##W; \
+        static constexpr auto compileContextCreate = pcre2_compile_context_create_##W; \
+        static constexpr auto setNewline = pcre2_set_newline_##W; \
+    };
 
-template<>
-struct Pcre<8>
-{
-    using Code = pcre2_code_8;
-    using MatchData = pcre2_match_data_8;
-    using MatchContext = pcre2_match_context_8;
-    using CompileContext = pcre2_compile_context_8;
-    using JitStack = pcre2_jit_stack_8;
-    using Unit = PCRE2_UCHAR8;
-    static constexpr auto compile = pcre2_compile_8;
-    static constexpr auto codeFree = pcre2_code_free_8;
-    static constexpr auto jitCompile = pcre2_jit_compile_8;
-    static constexpr auto patternInfo = pcre2_pattern_info_8;
-    static constexpr auto match = pcre2_match_8;
-    static constexpr auto matchDataCreate = pcre2_match_data_create_8;
-    static constexpr auto matchDataFree = pcre2_match_data_free_8;
-    static constexpr auto ovectorPointer = pcre2_get_ovector_pointer_8;
-    static constexpr auto matchContextCreate = pcre2_match_context_create_8;
-    static constexpr auto matchContextFree = pcre2_match_context_free_8;
-    static constexpr auto setMatchLimit = pcre2_set_match_limit_8;
-    static constexpr auto setHeapLimit = pcre2_set_heap_limit_8;
-    static constexpr auto jitStackCreate = pcre2_jit_stack_create_8;
-    static constexpr auto jitStackFree = pcre2_jit_stack_free_8;
-    static constexpr auto jitStackAssign = pcre2_jit_stack_assign_8;
-    static constexpr auto compileContextCreate = pcre2_compile_context_create_8;
-    static constexpr auto setNewline = pcre2_set_newline_8;
-};
+MV_PCRE_WIDTH(16)
+MV_PCRE_WIDTH(8)
+#undef MV_PCRE_WIDTH
 
 // Line breaks for ^ and $ in multi-line mode: CR, LF and CR LF, so that texts
 // with any of the three line-break kinds behave alike. Compile contexts are
@@ -170,6 +150,11 @@ struct ThreadState
     }
 };
 
+pcre2_code_16 *compileString(const QString &pattern, quint32 options, bool jit)
+{
+    return compileCode<16>(reinterpret_cast<PCRE2_SPTR16>(pattern.utf16()), size_t(pattern.size()), options, jit);
+}
+
 template<int Width>
 std::optional<MVRegexMatch> runMatch(const typename Pcre<Width>::Code *code, quint32 captureCount,
                                      const typename Pcre<Width>::Unit *subject, qsizetype subjectLength,
@@ -205,8 +190,7 @@ std::optional<MVRegexMatch> runMatch(const typename Pcre<Width>::Code *code, qui
 
 bool MVRegex::validPattern(const QString &pattern)
 {
-    pcre2_code_16 *code = compileCode<16>(reinterpret_cast<PCRE2_SPTR16>(pattern.utf16()), size_t(pattern.size()),
-                                          DefaultOptions, false);
+    pcre2_code_16 *code = compileString(pattern, DefaultOptions, false);
     if (!code)
         return false;
     pcre2_code_free_16(code);
@@ -220,8 +204,7 @@ std::shared_ptr<MVRegex> MVRegex::initWithPattern(const QString &pattern)
 
 std::shared_ptr<MVRegex> MVRegex::initWithPattern(const QString &pattern, quint32 options)
 {
-    pcre2_code_16 *code = compileCode<16>(reinterpret_cast<PCRE2_SPTR16>(pattern.utf16()), size_t(pattern.size()),
-                                          options, true);
+    pcre2_code_16 *code = compileString(pattern, options, true);
     if (!code)
         return nullptr;
     uint32_t captureCount = 0;
