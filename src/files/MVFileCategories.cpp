@@ -1,10 +1,9 @@
 #include "files/MVFileCategories.h"
 
-#include "app/Defaults.h"
+#include "files/DataListFile.h"
 #include "language/MVBundle.h"
 #include "platform/MVLog.h"
 #include "platform/MVNotificationCenter.h"
-#include "platform/MVPropertyList.h"
 
 #include <QFileInfo>
 #include <QProcess>
@@ -67,20 +66,15 @@ void MVFileCategories::_loadIfNeeded()
     if (_loaded)
         return;
     _loaded = true;
-    const QString path = _sourcePath.isEmpty() ? Defaults::pathForResource(FileName, QStringLiteral("plist"), QStringLiteral("data"))
-                                               : _sourcePath;
-    if (path.isEmpty())
+    const std::optional<QVariant> read = DataListFile::read(FileName, _sourcePath, QMetaType::QVariantMap,
+                                                            QStringLiteral("FILE CATEGORIES"));
+    if (!read)
         return;
-    QString error;
-    const std::optional<QVariantMap> plist = MVPropertyList::readDictionary(path, &error);
-    if (!plist) {
-        MVLog::line(QStringLiteral("FILE CATEGORIES NOT READ: %1: %2").arg(path, error));
-        return;
-    }
+    const QVariantMap plist = read->toMap();
     // Text before image: where both claim an extension, the image category wins.
-    _loadCategories(plist->value(TextKey), _textCategories);
-    _loadCategories(plist->value(ImageKey), _imageCategories);
-    const QVariant ignorable = plist->value(IgnorableKey);
+    _loadCategories(plist.value(TextKey), _textCategories);
+    _loadCategories(plist.value(ImageKey), _imageCategories);
+    const QVariant ignorable = plist.value(IgnorableKey);
     if (ignorable.typeId() == QMetaType::QVariantList) {
         for (const QVariant &extension : ignorable.toList()) {
             if (extension.typeId() == QMetaType::QString && !extension.toString().isEmpty())
@@ -129,10 +123,7 @@ QVariantMap MVFileCategories::plistRepresentation()
 
 bool MVFileCategories::commit(QString *error)
 {
-    const QString path = _commitPath.isEmpty()
-        ? Defaults::appSupportPathForFileInDirectory(FileName + QStringLiteral(".plist"), QStringLiteral("data"))
-        : _commitPath;
-    if (!MVPropertyList::writeFile(plistRepresentation(), path, MVPropertyList::XMLFormat, error))
+    if (!DataListFile::write(plistRepresentation(), FileName, _commitPath, error))
         return false;
     MVNotificationCenter::defaultCenter().post(ChangedNotification, this);
     return true;

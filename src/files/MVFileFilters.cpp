@@ -1,8 +1,6 @@
 #include "files/MVFileFilters.h"
 
-#include "app/Defaults.h"
-#include "platform/MVLog.h"
-#include "platform/MVPropertyList.h"
+#include "files/DataListFile.h"
 
 #include <algorithm>
 
@@ -35,16 +33,10 @@ void MVFileFilters::_loadIfNeeded() const
     if (_loaded)
         return;
     _loaded = true;
-    const QString path = _sourcePath.isEmpty() ? Defaults::pathForResource(FileName, QStringLiteral("plist"), QStringLiteral("data"))
-                                               : _sourcePath;
-    if (path.isEmpty())
+    const std::optional<QVariant> plist = DataListFile::read(FileName, _sourcePath, QMetaType::QVariantList,
+                                                             QStringLiteral("FILE FILTERS"));
+    if (!plist)
         return;
-    QString error;
-    const std::optional<QVariant> plist = MVPropertyList::readFile(path, &error);
-    if (!plist || plist->typeId() != QMetaType::QVariantList) {
-        MVLog::line(QStringLiteral("FILE FILTERS NOT READ: %1: %2").arg(path, plist ? QStringLiteral("not a list") : error));
-        return;
-    }
     for (const QVariant &entry : plist->toList()) {
         if (entry.typeId() == QMetaType::QVariantMap)
             _filters.push_back(MVFileFilter::filterWithPlist(entry.toMap()));
@@ -56,10 +48,7 @@ bool MVFileFilters::commit(QString *error)
     QVariantList plist;
     for (const FilterPtr &filter : filters())
         plist.append(filter->plistRepresentation());
-    const QString path = _commitPath.isEmpty()
-        ? Defaults::appSupportPathForFileInDirectory(FileName + QStringLiteral(".plist"), QStringLiteral("data"))
-        : _commitPath;
-    if (!MVPropertyList::writeFile(plist, path, MVPropertyList::XMLFormat, error))
+    if (!DataListFile::write(plist, FileName, _commitPath, error))
         return false;
     setModified(false);
     return true;
