@@ -8,6 +8,8 @@
 #include "text/MVTextView.h"
 #include "text/MVUndoManager.h"
 
+#include "SearchBenchText.h"
+
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QStringList>
@@ -18,27 +20,6 @@
 #include <time.h>
 
 namespace {
-
-QString textOfSize(qsizetype size)
-{
-    const QStringList lines = {
-        QStringLiteral("<?php"),
-        QStringLiteral("function listOrders($customer, $limit = 20) {   "),
-        QStringLiteral("    $query = \"SELECT id, total FROM orders WHERE customer = ?\";\t"),
-        QStringLiteral("    foreach ($db->rows($query, [$customer->id]) as $row) {"),
-        QStringLiteral("        echo '<tr><td class=\"id\">' . htmlspecialchars($row['id']) . '</td></tr>';"),
-        QStringLiteral("    }"),
-        QStringLiteral("}"),
-        QStringLiteral("<div id=\"main\" class=\"content wide\"><p>Résumé of the café — naïve &amp; done</p></div>"),
-    };
-    QString text;
-    text.reserve(size + 200);
-    for (qsizetype i = 0; text.size() < size; ++i) {
-        text += lines[i % lines.size()];
-        text += QLatin1Char('\n');
-    }
-    return text;
-}
 
 void run(const char *title, const QString &pattern, bool regex, const QString &replacement, const QString &text)
 {
@@ -104,7 +85,7 @@ int main(int argc, char **argv)
     qputenv("XDG_DATA_HOME", (home.path() + QStringLiteral("/data")).toUtf8());
     qputenv("XDG_CACHE_HOME", (home.path() + QStringLiteral("/cache")).toUtf8());
     QApplication app(argc, argv);
-    const QString text = textOfSize(50 * 1024 * 1024);
+    const QString text = searchBenchText(50 * 1024 * 1024);
     std::printf("text: %lld characters\n", static_cast<long long>(text.size()));
     run("plain, ignore case", QStringLiteral("customer"), false, QStringLiteral("client"), text);
     run("expression with a group", QStringLiteral("\\$(\\w+)"), true, QStringLiteral("$$1_v"), text);
