@@ -54,6 +54,15 @@ protected:
         return rep;
     }
 
+    // A tree with one file on disk and on the remote side; its node.
+    MVFile::Ptr fileInBothPlaces(const QString &name, const QByteArray &bytes = "a")
+    {
+        dir.write(name, bytes);
+        makeRoot();
+        connectRemote({remoteFile(name)});
+        return child(name);
+    }
+
     static std::shared_ptr<MVTestRepresentation> remoteOf(const MVFile::Ptr &file)
     {
         return file ? std::dynamic_pointer_cast<MVTestRepresentation>(file->remoteRepresentation()) : nullptr;

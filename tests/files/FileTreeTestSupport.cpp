@@ -2,30 +2,19 @@
 
 #include <algorithm>
 
-std::shared_ptr<MVTestRepresentation> MVTestRepresentation::file(const QString &name)
+std::shared_ptr<MVTestRepresentation> MVTestRepresentation::make(const QString &name, quint16 mode)
 {
     auto rep = std::make_shared<MVTestRepresentation>(name);
-    rep->setMode(0x8000 | 0644);
+    rep->setMode(mode);
     return rep;
 }
 
-std::shared_ptr<MVTestRepresentation> MVTestRepresentation::directory(const QString &name)
-{
-    auto rep = std::make_shared<MVTestRepresentation>(name);
-    rep->setMode(0x4000 | 0755);
-    return rep;
-}
-
-MVTestRepresentation::MVTestRepresentation(const QString &path)
-    : MVFileRepresentation(path)
-{
-}
-
-void MVTestRepresentation::record(const QString &operation, const QString &argument, const Context &context)
+bool MVTestRepresentation::record(const QString &operation, const QString &argument, const Context &context)
 {
     _requests.push_back({operation, argument, context});
     if (journal)
         journal->append(argument.isEmpty() ? operation : operation + QLatin1Char(' ') + argument);
+    return true;
 }
 
 const MVTestRepresentation::Request *MVTestRepresentation::lastOf(const QString &operation) const
@@ -43,54 +32,6 @@ QStringList MVTestRepresentation::operations() const
     for (const Request &request : _requests)
         list.append(request.operation);
     return list;
-}
-
-bool MVTestRepresentation::loadChildren()
-{
-    record(QStringLiteral("loadChildren"));
-    return true;
-}
-
-bool MVTestRepresentation::reloadChildren()
-{
-    record(QStringLiteral("reloadChildren"));
-    return true;
-}
-
-void MVTestRepresentation::deleteFile()
-{
-    record(QStringLiteral("delete"));
-}
-
-void MVTestRepresentation::duplicate()
-{
-    record(QStringLiteral("duplicate"));
-}
-
-bool MVTestRepresentation::moveToPath(const QString &path, const Context &context)
-{
-    record(QStringLiteral("move"), path, context);
-    return true;
-}
-
-void MVTestRepresentation::rename(const QString &newName, const Context &context)
-{
-    record(QStringLiteral("rename"), newName, context);
-}
-
-void MVTestRepresentation::upload()
-{
-    record(QStringLiteral("upload"), delegatePath());
-}
-
-void MVTestRepresentation::download()
-{
-    record(QStringLiteral("download"), delegatePath());
-}
-
-void MVTestRepresentation::makeDirectory()
-{
-    record(QStringLiteral("makeDirectory"), delegatePath());
 }
 
 void MVTestRepresentation::finishDelete(bool success)
@@ -135,11 +76,6 @@ void MVTestRepresentation::finishUpload()
 void MVTestRepresentation::finishDownload()
 {
     report([&](MVFileRepresentationDelegate &d) { d.fileRepresentationContentBecameAvailable(this); });
-}
-
-void MVTestRepresentation::reportError(const MVError &error)
-{
-    report([&](MVFileRepresentationDelegate &d) { d.fileRepresentationHadError(this, error); });
 }
 
 bool RecordingTreeDelegate::wasRemoved(const std::shared_ptr<MVFile> &child) const

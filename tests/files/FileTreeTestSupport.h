@@ -32,20 +32,23 @@ public:
         std::weak_ptr<MVFile> context;
     };
 
-    static std::shared_ptr<MVTestRepresentation> file(const QString &name);
-    static std::shared_ptr<MVTestRepresentation> directory(const QString &name);
-    explicit MVTestRepresentation(const QString &path);
+    static std::shared_ptr<MVTestRepresentation> file(const QString &name) { return make(name, 0x8000 | 0644); }
+    static std::shared_ptr<MVTestRepresentation> directory(const QString &name) { return make(name, 0x4000 | 0755); }
+    explicit MVTestRepresentation(const QString &path) : MVFileRepresentation(path) {}
 
     bool isLocal() const override { return false; }
-    bool loadChildren() override;
-    bool reloadChildren() override;
-    void deleteFile() override;
-    void duplicate() override;
-    bool moveToPath(const QString &path, const Context &context) override;
-    void rename(const QString &newName, const Context &context) override;
-    void upload() override;
-    void download() override;
-    void makeDirectory() override;
+    bool loadChildren() override { return record(QStringLiteral("loadChildren")); }
+    bool reloadChildren() override { return record(QStringLiteral("reloadChildren")); }
+    void deleteFile() override { record(QStringLiteral("delete")); }
+    void duplicate() override { record(QStringLiteral("duplicate")); }
+    bool moveToPath(const QString &path, const Context &context) override
+    {
+        return record(QStringLiteral("move"), path, context);
+    }
+    void rename(const QString &name, const Context &context) override { record(QStringLiteral("rename"), name, context); }
+    void upload() override { record(QStringLiteral("upload"), delegatePath()); }
+    void download() override { record(QStringLiteral("download"), delegatePath()); }
+    void makeDirectory() override { record(QStringLiteral("makeDirectory"), delegatePath()); }
     QString localPath() const override { return _localPath; }
     void setLocalPath(const QString &path) override { _localPath = path; }
     void setRemoteQueue(const std::shared_ptr<MVRemoteFilesQueue> &queue) override { _queue = queue; }
@@ -66,10 +69,10 @@ public:
     void finishReload(const std::vector<std::shared_ptr<MVFileRepresentation>> &children);
     void finishUpload();
     void finishDownload();
-    void reportError(const MVError &error);
 
 private:
-    void record(const QString &operation, const QString &argument = QString(), const Context &context = nullptr);
+    static std::shared_ptr<MVTestRepresentation> make(const QString &name, quint16 mode);
+    bool record(const QString &operation, const QString &argument = QString(), const Context &context = nullptr);
     const Request *lastOf(const QString &operation) const;
 
     std::vector<Request> _requests;

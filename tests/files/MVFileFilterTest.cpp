@@ -1,12 +1,18 @@
 #include "files/MVFileFilters.h"
+#include "files/MVLocalFile.h"
 
 #include "platform/MVPropertyList.h"
 
 #include "support/TestEnvironment.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -30,12 +36,14 @@ protected:
     MVScratchDir dir;
 };
 
-TEST_F(MVFileFilterTest, TheShippedFiltersHideLeftoversOfEditorsAndDesktops)
+TEST_F(MVFileFilterTest, TheShippedFiltersHideBookkeepingAndLeftoversOfEditors)
 {
     const MVFileFilters &filters = MVFileFilters::sharedFilters();
-    for (const char *hidden : {"index.html~", ".index.html.swp", "Thumbs.db", "desktop.ini", "__pycache__", ".hg"})
+    for (const char *hidden : {".svn", ".SVN", ".DS_Store", "Site.MVPROJ", "x.tmp_Morvel42", ".Morvel", "MyCVS",
+                               ".cvsignore", "index.html~", ".index.html.swp", "Thumbs.db", "desktop.ini", ".hg"})
         EXPECT_TRUE(filters.stringMatchesFilters(hidden)) << hidden;
-    for (const char *shown : {"index.html", "swp.html", "node_modules", "my.thumbs.db.txt", ".htaccess"})
+    for (const char *shown : {"index.html", "svn.txt", "CVS.txt", "a.mvproj.bak", "DS_Store", "swp.html",
+                              "node_modules", "my.thumbs.db.txt", ".htaccess"})
         EXPECT_FALSE(filters.stringMatchesFilters(shown)) << shown;
     for (const auto &filter : filters.filters()) {
         EXPECT_TRUE(filter->valid()) << filter->title().toStdString();
@@ -66,10 +74,6 @@ TEST_F(MVFileFilterTest, UserFiltersAddToTheFixedOnesWhichCannotBeTurnedOff)
     EXPECT_FALSE(filters->stringMatchesFilters("server.log"));
     for (const char *hidden : {".svn", ".git", ".DS_Store", "site.mvproj", "x.tmp_Morvel1", "CVS", "OldCVS", ".gitignore"})
         EXPECT_TRUE(filters->stringMatchesFilters(hidden)) << hidden;
-    for (const auto &fixed : filters->defaultFilters()) {
-        EXPECT_TRUE(fixed->enabled());
-        EXPECT_TRUE(fixed->title().isEmpty());
-    }
 
     // Lists keep the entries whose name is not hidden; names that were not
     // valid UTF-8 on disk are matched as they were decoded.
@@ -91,9 +95,6 @@ TEST_F(MVFileFilterTest, EditingMarksChangesAndCommitWritesTheUserFilters)
 
     // A new filter hides nothing until it has a pattern.
     const auto fresh = std::make_shared<MVFileFilter>();
-    EXPECT_EQ(fresh->title(), "New Filter");
-    EXPECT_TRUE(fresh->enabled());
-    EXPECT_TRUE(fresh->valid());
     filters->insertObjectInFiltersAtIndex(fresh, 99);
     EXPECT_TRUE(filters->modified());
     EXPECT_FALSE(filters->stringMatchesFilters("anything.txt"));
@@ -142,4 +143,63 @@ TEST_F(MVFileFilterTest, EditingMarksChangesAndCommitWritesTheUserFilters)
     EXPECT_FALSE(none.commit(&error));
     EXPECT_FALSE(error.isEmpty());
     EXPECT_TRUE(none.modified());
+}
+
+TEST_F(MVFileFilterTest, SafeFromSeveralThreadsFromTheFirstUse)
+{
+    // The list is read on first use, which here is by several threads at once.
+    auto filters = filtersFrom({entry("Logs", "\\.log$", true)});
+    std::atomic<int> wrong = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 500; ++i) {
+                if (!filters->stringMatchesFilters(".svn") || !filters->stringMatchesFilters("a.log")
+                    || filters->stringMatchesFilters("page.html"))
+                    ++wrong;
+            }
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(MVLocalFile, ListsADirectoryWithoutHiddenNames)
+{
+    MVScratchDir dir;
+    dir.write("index.html", "12345");
+    dir.write(".svn/entries", "");
+    dir.write("site.mvproj", "");
+    QDir().mkpath(dir.file("images"));
+
+    std::vector<MVLocalFile::Ptr> files = MVLocalFile::filesForPath(dir.path());
+    QStringList names;
+    for (const auto &file : files)
+        names.append(file->name());
+    names.sort();
+    EXPECT_EQ(names, QStringList({"images", "index.html"}));
+
+    const auto page = MVLocalFile::fileWithPath(dir.file("index.html"));
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->sizeString(), "5 B");
+    EXPECT_EQ(MVLocalFile::fileWithPath(dir.file("images"))->sizeString(), "--");
+    EXPECT_FALSE(MVLocalFile::fileWithPath(dir.file("missing")));
+    EXPECT_TRUE(MVLocalFile::filesForPath(dir.file("missing")).empty());
+}
+
+TEST(MVLocalFile, RenameChangesOnlyTheRecordAndTellsTheObserver)
+{
+    MVScratchDir dir;
+    dir.write("a.txt", "");
+    const auto file = MVLocalFile::fileWithPath(dir.file("a.txt"));
+    ASSERT_TRUE(file);
+    QStringList keys;
+    file->setObserver([&keys](MVLocalFile &, const QString &key) { keys.append(key); });
+    file->setName("ignored");
+    EXPECT_EQ(file->name(), "a.txt");
+    file->rename("b.txt");
+    EXPECT_EQ(file->name(), "b.txt");
+    EXPECT_EQ(keys, QStringList({"name"}));
+    EXPECT_TRUE(QFileInfo::exists(dir.file("a.txt")));
 }

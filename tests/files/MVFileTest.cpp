@@ -20,13 +20,11 @@ TEST_F(MVFileTwoPlaces, SameNameInBothPlacesIsOneNode)
 
     EXPECT_EQ(childNames(root), QStringList({"a.html", "local.css", "remote.js", "sub"}));
     EXPECT_EQ(child("a.html")->indicator(), "");
-    EXPECT_EQ(child("sub")->indicator(), "");
     EXPECT_EQ(child("local.css")->indicator(), "L");
     EXPECT_EQ(child("remote.js")->indicator(), "R");
     EXPECT_EQ(child("remote.js")->activeRepresentation(), 1);
     EXPECT_EQ(child("remote.js")->path(), dir.file("remote.js"));
     EXPECT_EQ(child("remote.js")->pathFromRoot(), "remote.js");
-    EXPECT_EQ(rootRemote->operations(), QStringList({"loadChildren"}));
     EXPECT_TRUE(rootRemote->hasQueue());
     EXPECT_TRUE(refreshed(root));
 }
@@ -43,71 +41,51 @@ TEST_F(MVFileTwoPlaces, HiddenNamesNeverShowButAnExistingNodeStays)
     EXPECT_EQ(child("CVS"), cvs);
 }
 
-TEST_F(MVFileTwoPlaces, DeleteAsksTheRemoteSideFirstAndTheLocalOnlyAfterItsSuccess)
+TEST_F(MVFileTwoPlaces, DeleteGoesRemoteFirstAndAFailureOnEitherSideKeepsWhatIsLeft)
 {
     dir.write("a.html", "a");
+    dir.write("b.html", "b");
+    dir.write("c.html", "c");
     makeRoot();
-    connectRemote({remoteFile("a.html")});
+    connectRemote({remoteFile("a.html"), remoteFile("b.html"), remoteFile("c.html")});
     const auto a = child("a.html");
-    const auto aRemote = remoteOf(a);
+    const auto b = child("b.html");
+    const auto c = child("c.html");
 
     a->deleteFile();
     EXPECT_TRUE(a->hasPendingOperation());
-    EXPECT_EQ(aRemote->operations(), QStringList({"delete"}));
+    EXPECT_EQ(remoteOf(a)->operations(), QStringList({"delete"}));
     EXPECT_TRUE(QFileInfo::exists(dir.file("a.html")));
-    EXPECT_EQ(child("a.html"), a);
-
-    aRemote->finishDelete(true);
+    remoteOf(a)->finishDelete(true);
     EXPECT_FALSE(QFileInfo::exists(dir.file("a.html")));
     EXPECT_FALSE(child("a.html"));
     EXPECT_TRUE(delegate.wasRemoved(a));
     EXPECT_FALSE(a->hasPendingOperation());
-    EXPECT_FALSE(a->localRepresentation());
-    EXPECT_FALSE(a->remoteRepresentation());
-}
+    EXPECT_FALSE(a->localRepresentation() || a->remoteRepresentation());
 
-TEST_F(MVFileTwoPlaces, RemoteDeleteFailureKeepsBothPlaces)
-{
-    dir.write("a.html", "a");
-    makeRoot();
-    connectRemote({remoteFile("a.html")});
-    const auto a = child("a.html");
+    // The remote side fails: both places stay.
+    b->deleteFile();
+    remoteOf(b)->finishDelete(false);
+    EXPECT_FALSE(b->hasPendingOperation());
+    EXPECT_TRUE(b->localRepresentation() && b->remoteRepresentation());
+    EXPECT_EQ(child("b.html"), b);
+    EXPECT_TRUE(QFileInfo::exists(dir.file("b.html")));
+    EXPECT_FALSE(delegate.wasRemoved(b));
 
-    a->deleteFile();
-    remoteOf(a)->finishDelete(false);
-    EXPECT_FALSE(a->hasPendingOperation());
-    EXPECT_TRUE(a->localRepresentation());
-    EXPECT_TRUE(a->remoteRepresentation());
-    EXPECT_EQ(child("a.html"), a);
-    EXPECT_TRUE(QFileInfo::exists(dir.file("a.html")));
-    EXPECT_TRUE(delegate.removed.empty());
-}
-
-TEST_F(MVFileTwoPlaces, LocalDeleteFailureAfterRemoteSuccessDropsTheRemoteSide)
-{
-    dir.write("a.html", "a");
-    makeRoot();
-    connectRemote({remoteFile("a.html")});
-    const auto a = child("a.html");
-
-    a->deleteFile();
-    QFile::remove(dir.file("a.html")); // gone behind the tree's back: the local step fails
-    remoteOf(a)->finishDelete(true);
-    EXPECT_FALSE(a->hasPendingOperation());
-    EXPECT_TRUE(a->localRepresentation());
-    EXPECT_FALSE(a->remoteRepresentation());
-    EXPECT_EQ(a->indicator(), "L");
+    // The local step fails after the remote one: the node is local only.
+    c->deleteFile();
+    QFile::remove(dir.file("c.html")); // gone behind the tree's back
+    remoteOf(c)->finishDelete(true);
+    EXPECT_FALSE(c->hasPendingOperation());
+    EXPECT_EQ(c->indicator(), "L");
     ASSERT_EQ(delegate.errors.size(), 1u);
     EXPECT_EQ(delegate.errors[0].code(), 9);
-    EXPECT_TRUE(refreshed(a));
+    EXPECT_TRUE(refreshed(c));
 }
 
 TEST_F(MVFileTwoPlaces, RenameGoesRemoteFirstThenLocal)
 {
-    dir.write("a.html", "a");
-    makeRoot();
-    connectRemote({remoteFile("a.html")});
-    const auto a = child("a.html");
+    const auto a = fileInBothPlaces("a.html");
     RecordingDocument document;
     document.attach(a);
 
@@ -129,11 +107,8 @@ TEST_F(MVFileTwoPlaces, RenameGoesRemoteFirstThenLocal)
 
 TEST_F(MVFileTwoPlaces, RemoteRenameThatLocalCannotFollowLeavesTwoNodes)
 {
-    dir.write("a.html", "mine");
-    makeRoot();
-    connectRemote({remoteFile("a.html")});
+    const auto a = fileInBothPlaces("a.html", "mine");
     dir.write("b.html", "theirs"); // on disk, but not yet in the tree
-    const auto a = child("a.html");
 
     a->rename("b.html");
     remoteOf(a)->finishRename(true);
@@ -400,10 +375,7 @@ TEST_F(MVFileTwoPlaces, RemoteOnlyTreeIgnoresLocalEntriesOnReload)
 
 TEST_F(MVFileTwoPlaces, SaveFinishesOnlyWhenTheUploadHasBeenReported)
 {
-    dir.write("a.html", "a");
-    makeRoot();
-    connectRemote({remoteFile("a.html")});
-    const auto a = child("a.html");
+    const auto a = fileInBothPlaces("a.html");
     RecordingDocument document;
     document.attach(a);
     delegate.shouldUpload = true;
@@ -479,10 +451,7 @@ TEST_F(MVFileTwoPlaces, DownloadMakesTheLocalSideWhenItEnds)
 
 TEST_F(MVFileTwoPlaces, DownloadsNeverGoOverALocalFile)
 {
-    dir.write("a.html", "local");
-    makeRoot();
-    connectRemote({remoteFile("a.html")});
-    const auto a = child("a.html");
+    const auto a = fileInBothPlaces("a.html", "local");
     auto *rep = a->remoteRepresentation().get();
 
     const QString first = a->pathForRemoteFileRepresentation(rep);
