@@ -96,9 +96,11 @@ MVParser::SubparserRanges MVParser::parseRange(MVRange range, const MVTextStorag
 
 QStringView MVParser::textToParse(const MVTextStorage &storage, MVRange range, QString &threadBuffer)
 {
-    // Keep the buffer of a long line, but not of a whole large file.
+    // Keep the buffer while the parses stay long (typing in a long line),
+    // but not after a short one, nor beyond a limit.
     constexpr qsizetype KeptCharacters = qsizetype(8) << 20;
-    if (threadBuffer.capacity() > KeptCharacters && range.length <= KeptCharacters)
+    const qsizetype capacity = threadBuffer.capacity();
+    if (capacity > 65536 && (range.length < capacity / 8 || capacity > KeptCharacters))
         threadBuffer = QString();
     return storage.view(range, threadBuffer);
 }

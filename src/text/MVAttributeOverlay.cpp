@@ -3,10 +3,11 @@
 #include <algorithm>
 
 namespace {
-// Additions kept between colourings: enough for a few megabytes of dense
-// code, so that typing in a long line reuses the memory instead of faulting
-// it in again on every keystroke.
+// Additions are kept between colourings while they stay large (typing in a
+// long line reuses the memory instead of faulting it in again on every
+// keystroke), and given back after a small one or beyond a limit.
 constexpr size_t KeptAdditions = size_t(1) << 21;
+constexpr size_t SmallBuffer = 65536;
 
 bool isMark(const MVTextAttributes &attributes)
 {
@@ -26,7 +27,9 @@ void MVAttributeOverlay::clear()
     _base = MVRange{0, 0};
     _baseAttributes = MVTextAttributes();
     _baseRemovals = 0;
-    if (_additions.capacity() > KeptAdditions)
+    const size_t capacity = _additions.capacity();
+    const size_t used = _additions.size();
+    if (capacity > KeptAdditions || (used > 0 && capacity > SmallBuffer && used < capacity / 8))
         std::vector<Addition>().swap(_additions);
     else
         _additions.clear();

@@ -16,8 +16,8 @@
 // Parser attribute alone.
 //
 // Additions refer to a small table of the distinct sets added, so that one
-// costs 16 bytes. The buffer keeps its memory when cleared (up to a limit),
-// so that one overlay serves every colouring of a view without allocating.
+// costs 16 bytes. The buffer keeps its memory when cleared while colourings
+// stay large, so that typing in a long line allocates nothing.
 class MVAttributeOverlay
 {
 public:

@@ -200,16 +200,19 @@ private:
     std::vector<quint32> _ids;
 };
 
-// Runs kept between bulk writes: enough for a long minified line, so that
-// typing in it reuses the memory instead of faulting it in on each keystroke.
+// The run buffer is kept between bulk writes while they stay large (typing
+// in a long minified line reuses it instead of faulting it in on each
+// keystroke), and given back after a small one or beyond a limit.
 constexpr size_t KeptRuns = size_t(1) << 22;
+constexpr size_t SmallBuffer = 65536;
 
 } // namespace
 
 void MVTextStorage::_replaceRuns(MVRange range)
 {
     _runs.replace(range, _newRuns);
-    if (_newRuns.capacity() > KeptRuns)
+    const size_t capacity = _newRuns.capacity();
+    if (capacity > KeptRuns || (capacity > SmallBuffer && _newRuns.size() < capacity / 8))
         std::vector<MVAttributeRuns::Run>().swap(_newRuns);
     else
         _newRuns.clear();
