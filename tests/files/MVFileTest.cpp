@@ -153,18 +153,25 @@ TEST_F(MVFileTwoPlaces, ASplitDirectoryTakesItsRemoteChildrenAlong)
     EXPECT_EQ(contents(dir.file("d/x.html")), "x");
 }
 
-TEST_F(MVFileTwoPlaces, ClosingADocumentInARemoteOnlyTreeForgetsTheCachedCopy)
+TEST_F(MVFileTwoPlaces, ARemoteOnlyTreeNeverTakesALocalSideForGood)
 {
     makeRoot();
     root->setRemoteOnly(true);
     connectRemote({remoteFile("r.html")});
     const auto r = child("r.html");
-    r->contentAvailable(true);
+    // A local listing that names the same file (a cached copy on disk) does
+    // not give the node a local side.
     dir.write("r.html", "cached");
+    root->localRepresentation()->reloadChildren();
+    EXPECT_EQ(child("r.html"), r);
+    EXPECT_EQ(r->indicator(), "R");
+
+    // A download gives it one while a document is open, and closing the
+    // document forgets the cached copy.
+    r->contentAvailable(true);
     remoteOf(r)->setLocalPath(dir.file("r.html"));
     remoteOf(r)->finishDownload();
     ASSERT_EQ(r->indicator(), "");
-
     RecordingDocument document;
     document.attach(r);
     r->setDocument(nullptr);
@@ -356,23 +363,6 @@ TEST_F(MVFileTwoPlaces, LossOfTheRemoteSideTakesTheNodeOutButKeepsItsDocument)
     EXPECT_EQ(child("both.html")->indicator(), "L");
 }
 
-TEST_F(MVFileTwoPlaces, RemoteOnlyTreeIgnoresLocalEntriesOnReload)
-{
-    makeRoot();
-    root->setRemoteOnly(true);
-    const auto rootRemote = connectRemote({remoteFile("r.html")});
-    const auto r = child("r.html");
-    ASSERT_TRUE(r);
-    EXPECT_EQ(rootRemote->operations(), QStringList({"loadChildren"}));
-
-    // A local listing that names the same file (a cached copy on disk) does
-    // not give the node a local side.
-    dir.write("r.html", "cached");
-    root->localRepresentation()->reloadChildren();
-    EXPECT_EQ(child("r.html"), r);
-    EXPECT_EQ(r->indicator(), "R");
-}
-
 TEST_F(MVFileTwoPlaces, SaveFinishesOnlyWhenTheUploadHasBeenReported)
 {
     const auto a = fileInBothPlaces("a.html");
@@ -427,10 +417,12 @@ TEST_F(MVFileTwoPlaces, UploadMakesMissingDirectoriesFromTheTopDown)
     EXPECT_FALSE(root->addFileAtPath("/elsewhere/x.html"));
 }
 
-TEST_F(MVFileTwoPlaces, DownloadMakesTheLocalSideWhenItEnds)
+TEST_F(MVFileTwoPlaces, DownloadMakesTheLocalSideWhenItEndsButNeverGoesOverALocalFile)
 {
+    dir.write("a.html", "local");
     makeRoot();
-    connectRemote({remoteFile("r.html")});
+    connectRemote({remoteFile("a.html"), remoteFile("r.html")});
+    const auto a = child("a.html");
     const auto r = child("r.html");
 
     EXPECT_FALSE(r->contentAvailable(false));
@@ -439,29 +431,20 @@ TEST_F(MVFileTwoPlaces, DownloadMakesTheLocalSideWhenItEnds)
     EXPECT_EQ(remoteOf(r)->lastRequest().operation, "download");
     EXPECT_TRUE(r->hasPendingOperation());
     EXPECT_EQ(r->pathForRemoteFileRepresentation(r->remoteRepresentation().get()), dir.file("r.html"));
-
     dir.write("r.html", "downloaded");
     remoteOf(r)->finishDownload();
     EXPECT_EQ(r->indicator(), "");
     EXPECT_FALSE(r->hasPendingOperation());
-    ASSERT_EQ(delegate.available.size(), 1u);
-    EXPECT_EQ(delegate.available[0], r);
+    EXPECT_EQ(delegate.available, std::vector<MVFile::Ptr>{r});
     EXPECT_TRUE(r->contentAvailable(false));
-}
 
-TEST_F(MVFileTwoPlaces, DownloadsNeverGoOverALocalFile)
-{
-    const auto a = fileInBothPlaces("a.html", "local");
+    // Where a local file is, a download goes to a new private place each time.
     auto *rep = a->remoteRepresentation().get();
-
     const QString first = a->pathForRemoteFileRepresentation(rep);
-    const QString second = a->pathForRemoteFileRepresentation(rep);
-    EXPECT_NE(first, dir.file("a.html"));
-    EXPECT_NE(first, second);
+    EXPECT_NE(first, a->pathForRemoteFileRepresentation(rep));
     EXPECT_TRUE(first.startsWith(Defaults::temporaryDirectory() + "/"));
     EXPECT_TRUE(first.endsWith("/a.html"));
     EXPECT_TRUE(QFileInfo(QFileInfo(first).path()).isDir());
-
     delegate.overwriteLocal = true;
     EXPECT_EQ(a->pathForRemoteFileRepresentation(rep), dir.file("a.html"));
 }
