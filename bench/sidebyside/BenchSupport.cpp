@@ -17,10 +17,39 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 namespace BenchSupport {
+
+bool parseArguments(int argc, char **argv, int allowed, const char *usage, Arguments *arguments)
+{
+    auto option = [&](int i, const char *name, Option bit) {
+        return (allowed & bit) && !std::strcmp(argv[i], name);
+    };
+    bool ok = true;
+    for (int i = 1; i < argc && ok; ++i) {
+        const bool hasValue = i + 1 < argc;
+        if (option(i, "--language", LanguageOption) && hasValue)
+            arguments->language = QString::fromLocal8Bit(argv[++i]);
+        else if (option(i, "-o", OutputOption) && hasValue)
+            arguments->output = QString::fromLocal8Bit(argv[++i]);
+        else if (option(i, "--timings", TimingsOption))
+            arguments->timings = true;
+        else if (option(i, "--samples", SamplesOption) && hasValue)
+            arguments->samples = std::max(1, std::atoi(argv[++i]));
+        else if (argv[i][0] == '-' || !arguments->input.isEmpty())
+            ok = false;
+        else
+            arguments->input = QString::fromLocal8Bit(argv[i]);
+    }
+    if (ok && !arguments->input.isEmpty())
+        return true;
+    std::fprintf(stderr, "usage: %s\n", usage);
+    return false;
+}
 
 void useTemporaryUserFolders()
 {

@@ -16,6 +16,21 @@ class MVTextStorage;
 // it, the full colouring, and the clocks and memory figures they report.
 namespace BenchSupport {
 
+// The command line of a driver: one FILE and the options it accepts.
+struct Arguments
+{
+    QString input;
+    QString language;     // --language ID
+    QString output;       // -o FILE
+    bool timings = false; // --timings
+    int samples = 0;      // --samples N
+};
+enum Option { LanguageOption = 1, OutputOption = 2, TimingsOption = 4, SamplesOption = 8 };
+
+// Reads the options allowed (a set of Option bits) and the file. Anything
+// else, or no file, prints the usage line and gives false.
+bool parseArguments(int argc, char **argv, int allowed, const char *usage, Arguments *arguments);
+
 // Points the user's data and preferences at a private temporary folder, so
 // that nothing the user added changes the figures. Call first in main().
 void useTemporaryUserFolders();

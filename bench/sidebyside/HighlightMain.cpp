@@ -12,6 +12,7 @@
 #include "language/MVParser.h"
 #include "text/MVTextStorage.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 #include <cstdio>
@@ -121,39 +122,22 @@ private:
     bool _failed = false;
 };
 
-int usage()
-{
-    std::fprintf(stderr, "usage: morvel-highlight [--language ID] [-o OUTPUT] [--timings] FILE\n");
-    return 2;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
     BenchSupport::useTemporaryUserFolders();
-    QString language;
-    QString input;
-    const char *output = nullptr;
-    bool timings = false;
-    for (int i = 1; i < argc; ++i) {
-        if (!std::strcmp(argv[i], "--language") && i + 1 < argc)
-            language = QString::fromLocal8Bit(argv[++i]);
-        else if (!std::strcmp(argv[i], "-o") && i + 1 < argc)
-            output = argv[++i];
-        else if (!std::strcmp(argv[i], "--timings"))
-            timings = true;
-        else if (argv[i][0] == '-' || !input.isEmpty())
-            return usage();
-        else
-            input = QString::fromLocal8Bit(argv[i]);
-    }
-    if (input.isEmpty())
-        return usage();
+    BenchSupport::Arguments arguments;
+    if (!BenchSupport::parseArguments(argc, argv,
+                                      BenchSupport::LanguageOption | BenchSupport::OutputOption | BenchSupport::TimingsOption,
+                                      "morvel-highlight [--language ID] [-o OUTPUT] [--timings] FILE", &arguments))
+        return 2;
+    const QString &input = arguments.input;
+    const QByteArray output = QFile::encodeName(arguments.output);
 
     const double start = BenchSupport::wallMs();
     QString message;
-    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, language, &message);
+    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, arguments.language, &message);
     if (!parser) {
         std::fprintf(stderr, "morvel-highlight: %s\n", qPrintable(message));
         return 1;
@@ -166,20 +150,20 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    FILE *file = output ? std::fopen(output, "wb") : stdout;
+    FILE *file = output.isEmpty() ? stdout : std::fopen(output.constData(), "wb");
     if (!file) {
-        std::fprintf(stderr, "morvel-highlight: cannot write %s: %s\n", output, std::strerror(errno));
+        std::fprintf(stderr, "morvel-highlight: cannot write %s: %s\n", output.constData(), std::strerror(errno));
         return 1;
     }
     const double written = BenchSupport::wallMs();
     HtmlWriter writer(file);
     writer.write(storage, QFileInfo(input).fileName());
-    const bool failed = writer.failed() || std::fflush(file) != 0 || (output && std::fclose(file) != 0);
+    const bool failed = writer.failed() || std::fflush(file) != 0 || (!output.isEmpty() && std::fclose(file) != 0);
     if (failed) {
         std::fprintf(stderr, "morvel-highlight: writing failed: %s\n", std::strerror(errno));
         return 1;
     }
-    if (timings) {
+    if (arguments.timings) {
         std::fprintf(stderr,
                      "language %s: load %.1f ms; read %.1f, decode %.1f, line breaks %.1f, storage %.1f, colour %.1f, "
                      "HTML %.1f ms; %lld runs\n",

@@ -93,35 +93,21 @@ void report(const char *position, const char *operation, std::vector<double> &sa
     std::fflush(stdout);
 }
 
-int usage()
-{
-    std::fprintf(stderr, "usage: bench_keystrokes [--language ID] [--samples N] FILE\n");
-    return 2;
-}
-
 } // namespace
 
 int main(int argc, char **argv)
 {
     BenchSupport::useTemporaryUserFolders();
-    QString language;
-    QString input;
-    int samples = 400;
-    for (int i = 1; i < argc; ++i) {
-        if (!std::strcmp(argv[i], "--language") && i + 1 < argc)
-            language = QString::fromLocal8Bit(argv[++i]);
-        else if (!std::strcmp(argv[i], "--samples") && i + 1 < argc)
-            samples = std::max(1, std::atoi(argv[++i]));
-        else if (argv[i][0] == '-' || !input.isEmpty())
-            return usage();
-        else
-            input = QString::fromLocal8Bit(argv[i]);
-    }
-    if (input.isEmpty())
-        return usage();
+    BenchSupport::Arguments arguments;
+    arguments.samples = 400;
+    if (!BenchSupport::parseArguments(argc, argv, BenchSupport::LanguageOption | BenchSupport::SamplesOption,
+                                      "bench_keystrokes [--language ID] [--samples N] FILE", &arguments))
+        return 2;
+    const QString &input = arguments.input;
+    const int samples = arguments.samples;
 
     QString message;
-    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, language, &message);
+    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, arguments.language, &message);
     MVTextStorage storage;
     BenchSupport::OpenTimes times;
     if (!parser || !BenchSupport::openFile(input, storage, parser.get(), &times, &message)) {

@@ -19,25 +19,13 @@
 int main(int argc, char **argv)
 {
     BenchSupport::useTemporaryUserFolders();
-    QString language;
-    QString input;
-    for (int i = 1; i < argc; ++i) {
-        if (!std::strcmp(argv[i], "--language") && i + 1 < argc)
-            language = QString::fromLocal8Bit(argv[++i]);
-        else if (argv[i][0] != '-' && input.isEmpty())
-            input = QString::fromLocal8Bit(argv[i]);
-        else {
-            std::fprintf(stderr, "usage: bench_open [--language ID] FILE\n");
-            return 2;
-        }
-    }
-    if (input.isEmpty()) {
-        std::fprintf(stderr, "usage: bench_open [--language ID] FILE\n");
+    BenchSupport::Arguments arguments;
+    if (!BenchSupport::parseArguments(argc, argv, BenchSupport::LanguageOption, "bench_open [--language ID] FILE", &arguments))
         return 2;
-    }
+    const QString &input = arguments.input;
 
     QString message;
-    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, language, &message);
+    const std::shared_ptr<MVParser> parser = BenchSupport::parserFor(input, arguments.language, &message);
     if (!parser) {
         std::fprintf(stderr, "bench_open: %s\n", qPrintable(message));
         return 1;
