@@ -152,51 +152,46 @@ TEST(FileEncodings, StrictConversionFailuresAreDetected)
 
 TEST(FileEncodings, LossySaveReplacesAndWarns)
 {
-    MVStringEncoding encoding = ISOLatin1Encoding;
-    MVError error;
-    std::optional<QByteArray> bytes = dataUsingEncoding(QStringLiteral("5 € für 😀!"), &encoding, &error);
-    ASSERT_TRUE(bytes);
-    EXPECT_EQ(*bytes, QByteArray("5 ? f\xFCr ?!"));
-    EXPECT_EQ(encoding, ISOLatin1Encoding);
-    EXPECT_EQ(error.code(), 16);
-    EXPECT_EQ(error.domain(), MVError::MorvelDomain);
-    EXPECT_TRUE(error.localizedDescription().contains("iso-8859-1"));
-    EXPECT_FALSE(error.localizedRecoverySuggestion().isEmpty());
+    struct Saved
+    {
+        QByteArray bytes;
+        MVStringEncoding used;
+        MVError warning;
+    };
+    const auto save = [](const QString &text, MVStringEncoding encoding) {
+        Saved saved{{}, encoding, {}};
+        const std::optional<QByteArray> bytes = dataUsingEncoding(text, &saved.used, &saved.warning);
+        EXPECT_TRUE(bytes) << text.toStdString();
+        saved.bytes = bytes.value_or("<none>");
+        return saved;
+    };
+    const Saved latin = save(QStringLiteral("5 € für 😀!"), ISOLatin1Encoding);
+    EXPECT_EQ(latin.bytes, QByteArray("5 ? f\xFCr ?!"));
+    EXPECT_EQ(latin.used, ISOLatin1Encoding);
+    EXPECT_EQ(latin.warning.code(), 16);
+    EXPECT_EQ(latin.warning.domain(), MVError::MorvelDomain);
+    EXPECT_TRUE(latin.warning.localizedDescription().contains("iso-8859-1"));
+    EXPECT_FALSE(latin.warning.localizedRecoverySuggestion().isEmpty());
 
     // A stateful encoding keeps its shifts right around a replacement.
-    encoding = cf(0x820);
-    error = MVError();
-    bytes = dataUsingEncoding(QStringLiteral("日本€語"), &encoding, &error);
-    ASSERT_TRUE(bytes);
-    EXPECT_EQ(stringFromData(*bytes, cf(0x820)), QStringLiteral("日本?語"));
-    EXPECT_EQ(error.code(), 16);
-
+    const Saved shifted = save(QStringLiteral("日本€語"), cf(0x820));
+    EXPECT_EQ(stringFromData(shifted.bytes, cf(0x820)), QStringLiteral("日本?語"));
+    EXPECT_EQ(shifted.warning.code(), 16);
     // A lone surrogate cannot go to UTF-8 either.
-    encoding = UTF8Encoding;
-    error = MVError();
-    bytes = dataUsingEncoding(QStringLiteral("a") + QChar(0xD83D) + "b", &encoding, &error);
-    ASSERT_TRUE(bytes);
-    EXPECT_EQ(*bytes, "a?b");
-    EXPECT_EQ(error.code(), 16);
-
+    const Saved surrogate = save(QStringLiteral("a") + QChar(0xD83D) + "b", UTF8Encoding);
+    EXPECT_EQ(surrogate.bytes, "a?b");
+    EXPECT_EQ(surrogate.warning.code(), 16);
     // An encoding the system cannot convert: Mac Roman, and the warning says so.
-    encoding = 12345;
-    error = MVError();
-    bytes = dataUsingEncoding(QStringLiteral("café"), &encoding, &error);
-    ASSERT_TRUE(bytes);
-    EXPECT_EQ(*bytes, QByteArray("caf\x8E"));
-    EXPECT_EQ(encoding, MacRomanEncoding);
-    EXPECT_TRUE(error.localizedDescription().contains("macintosh"));
-
+    const Saved unknown = save(QStringLiteral("café"), 12345);
+    EXPECT_EQ(unknown.bytes, QByteArray("caf\x8E"));
+    EXPECT_EQ(unknown.used, MacRomanEncoding);
+    EXPECT_TRUE(unknown.warning.localizedDescription().contains("macintosh"));
     // Nothing lost: no warning, and 0 means the default.
-    encoding = 0;
-    error = MVError();
-    bytes = dataUsingEncoding(QStringLiteral("ü😀"), &encoding, &error);
-    ASSERT_TRUE(bytes);
-    EXPECT_EQ(*bytes, QStringLiteral("ü😀").toUtf8());
-    EXPECT_EQ(encoding, UTF8Encoding);
-    EXPECT_TRUE(error.isNull());
-    EXPECT_EQ(dataUsingEncoding(QString(), &encoding, &error), QByteArray(""));
+    const Saved whole = save(QStringLiteral("ü😀"), 0);
+    EXPECT_EQ(whole.bytes, QStringLiteral("ü😀").toUtf8());
+    EXPECT_EQ(whole.used, UTF8Encoding);
+    EXPECT_TRUE(whole.warning.isNull());
+    EXPECT_EQ(save(QString(), 0).bytes, QByteArray(""));
 }
 
 TEST(FileEncodings, ChoiceByNameDeclarationMarkAndDefault)
