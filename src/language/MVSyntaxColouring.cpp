@@ -35,8 +35,8 @@ void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, c
 {
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
     // One overlay per thread serves every colouring, so that typing allocates
-    // nothing; a colouring started from inside another (an observer of the
-    // storage) gets its own.
+    // nothing; a colouring started while another one is gathering its
+    // colours gets an overlay of its own.
     thread_local MVAttributeOverlay shared;
     thread_local bool sharedInUse = false;
     MVAttributeOverlay local;
