@@ -1,5 +1,6 @@
 // Opening a 100 MB text file end to end: the document reads it, decodes it
 // through the encodings, builds its editing view and paints the first screen.
+#include "app/Defaults.h"
 #include "files/MVFileDocument.h"
 #include "files/MVSingleFileDocument.h"
 
@@ -22,7 +23,14 @@ QApplication &application()
     static char *argv[] = {name, nullptr};
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Preferences as a first launch has them (colouring on), in a private
+    // directory rather than the user's own.
+    static QTemporaryDir home;
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(home.path() + QStringLiteral("/config")));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(home.path() + QStringLiteral("/data")));
     static QApplication app(argc, argv);
+    static const bool registered = (Defaults::resetDefaults(), true);
+    Q_UNUSED(registered);
     return app;
 }
 

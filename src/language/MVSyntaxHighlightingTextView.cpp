@@ -10,14 +10,40 @@
 #include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
 
+#include <QElapsedTimer>
 #include <QFileInfo>
+#include <QTimer>
 
 #include <cstdlib>
+
+namespace {
+// Texts up to this many characters are coloured in one go; a larger one has
+// its first piece of this size coloured at once and the rest in steps.
+constexpr qsizetype WholeColouringLength = 1 << 20;
+constexpr qsizetype ColouringStepLength = 256 * 1024;
+} // namespace
 
 MVSyntaxHighlightingTextView::MVSyntaxHighlightingTextView(QWidget *parent)
     : MVTextView(parent)
 {
     setDelegate(this);
+    _colouringTimer = new QTimer(this);
+    _colouringTimer->setInterval(0);
+    connect(_colouringTimer, &QTimer::timeout, this, [this] {
+        if (!_active) {
+            _hadEventWhileInactive = true;
+            _colouredUpTo = -1;
+            _colouringTimer->stop();
+            return;
+        }
+        // About a tenth of a second of work per step keeps typing smooth.
+        QElapsedTimer clock;
+        clock.start();
+        while (_colouredUpTo >= 0 && clock.elapsed() < 100)
+            _colourNextPiece(ColouringStepLength);
+        if (_colouredUpTo < 0)
+            _colouringTimer->stop();
+    });
     setBundle(MVBundleRepository::sharedRepository().bundleForIdentifier(QStringLiteral("text.html")));
     _activeParser = _parser.get();
     loadColors();
@@ -94,11 +120,15 @@ void MVSyntaxHighlightingTextView::setActive(bool active)
     }
 }
 
+bool MVSyntaxHighlightingTextView::_parsesNow() const
+{
+    return _active && _parser && MVUserDefaults::standard().boolForKey(QStringLiteral("MVHighlightKey"));
+}
+
 void MVSyntaxHighlightingTextView::syntaxHighlight(MVRange range, const QString &)
 {
-    const bool parse = _active && MVUserDefaults::standard().boolForKey(QStringLiteral("MVHighlightKey"));
     const MVParser *parser = _activeParser ? _activeParser : _parser.get();
-    MVSyntaxColouring::syntaxHighlight(range, *textStorage(), _standardAttributes, parse ? parser : nullptr);
+    MVSyntaxColouring::syntaxHighlight(range, *textStorage(), _standardAttributes, _parsesNow() ? parser : nullptr);
 }
 
 MVRange MVSyntaxHighlightingTextView::rangeToHighlightForRange(MVRange range) const
@@ -108,12 +138,45 @@ MVRange MVSyntaxHighlightingTextView::rangeToHighlightForRange(MVRange range) co
 
 void MVSyntaxHighlightingTextView::_highlightWholeText()
 {
-    // The whole text is always parsed by the language itself; the active
-    // parser survives.
+    _colouredUpTo = 0;
+    _colourNextPiece(WholeColouringLength);
+    if (_colouredUpTo >= 0)
+        _colouringTimer->start();
+    else
+        _colouringTimer->stop();
+}
+
+void MVSyntaxHighlightingTextView::_colourNextPiece(qsizetype size)
+{
+    MVTextStorage &storage = *textStorage();
+    const qsizetype length = storage.length();
+    // Back to the start of the line, or of a comment or string reaching into it.
+    const qsizetype start = rangeToHighlightForRange(MVRange{qMin(_colouredUpTo, length), 0}).location;
+    // The text is parsed by the language itself; the active parser survives.
     MVParser *active = _activeParser;
     _activeParser = nullptr;
-    syntaxHighlight(MVRange{0, textStorage()->length()});
+    qsizetype end = length;
+    for (;;) {
+        end = start + size >= length ? length : storage.lineRangeForRange(MVRange{start + size, 0}).end();
+        syntaxHighlight(MVRange{start, end - start});
+        if (end >= length || !_parsesNow())
+            break;
+        // A piece that ends inside a comment, string or embedded region is
+        // parsed again, larger, so that the next piece starts in plain text.
+        const MVTextAttributes last = storage.attributesAtIndex(end - 1);
+        if (last.parser() == _parser.get() && !last.isMultiLine())
+            break;
+        size *= 2;
+    }
     _activeParser = active;
+    _colouredUpTo = end >= length ? -1 : end;
+}
+
+void MVSyntaxHighlightingTextView::finishHighlighting()
+{
+    while (_colouredUpTo >= 0)
+        _colourNextPiece(ColouringStepLength * 16);
+    _colouringTimer->stop();
 }
 
 void MVSyntaxHighlightingTextView::refreshHighlighting()
@@ -166,6 +229,13 @@ bool MVSyntaxHighlightingTextView::textViewShouldChangeTextInRange(MVTextView *v
 {
     if (_outerDelegate && !_outerDelegate->textViewShouldChangeTextInRange(view, range, replacement))
         return false;
+    // The colouring still to come moves with the text after the change.
+    if (_colouredUpTo >= 0) {
+        if (range.end() <= _colouredUpTo)
+            _colouredUpTo += replacement.size() - range.length;
+        else if (range.location < _colouredUpTo)
+            _colouredUpTo = range.location;
+    }
     _changeRange = MVRange{range.location, replacement.size()};
     return true;
 }

@@ -14,6 +14,7 @@ class MVBundle;
 class MVParser;
 class MVTextBuffer;
 class MVTheme;
+class QTimer;
 
 // A text view that colours its text with the parser of its language. The
 // whole text is parsed when it is set; after each change only the changed
@@ -23,6 +24,12 @@ class MVTheme;
 // region's language, the active parser, which is worked out again only on
 // Return, on jumps of the selection and on request. Colouring changes
 // attributes only and never enters the undo stack.
+//
+// A large text is coloured from its start a piece at a time: the first
+// piece at once, the rest in short steps of the event loop, so that a large
+// file is shown and editable before all of it is coloured. Each piece ends
+// at a line end outside any string, comment or embedded region, so the next
+// one starts where a whole-text parse would be in its plain state.
 //
 // The view is its own delegate. Whoever else wants the delegate calls (the
 // document that owns the view) sets itself as the outer delegate: it gets
@@ -53,6 +60,9 @@ public:
     MVRange rangeToHighlightForRange(MVRange range) const;
     // Colours the whole text again (on an inactive view: once it is shown).
     void refreshHighlighting();
+    // Colours at once whatever of a large text is still waiting.
+    void finishHighlighting();
+    bool isHighlightingPending() const { return _colouredUpTo >= 0; }
     // Colours, the parser's theme, and the whole text again.
     void updateHighlighting();
     // The parser at the insertion point, worked out anew when recompute.
@@ -96,6 +106,8 @@ public:
 
 private:
     void _highlightWholeText();
+    void _colourNextPiece(qsizetype size);
+    bool _parsesNow() const;
     void _bundlesUpdated();
     void _fileCatChange(const MVNotification &notification);
     std::shared_ptr<MVTheme> _currentTheme() const;
@@ -111,6 +123,9 @@ private:
     MVParser *_activeParser = nullptr;
     MVTextAttributes _standardAttributes;
     MVRange _changeRange;
+    // Where the colouring of a large text goes on; -1 when nothing waits.
+    qsizetype _colouredUpTo = -1;
+    QTimer *_colouringTimer = nullptr;
     MVObservation _prefsChange;
     MVObservation _bundleCategoriesChange;
     MVObservation _fileCategoriesChange;

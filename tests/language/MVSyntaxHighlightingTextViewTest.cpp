@@ -2,6 +2,7 @@
 #include "language/MVBundle.h"
 #include "language/MVBundleRepository.h"
 #include "language/MVParser.h"
+#include "language/MVSyntaxColouring.h"
 #include "language/MVSyntaxHighlightingTextView.h"
 #include "language/MVTheme.h"
 #include "language/MVThemeRepository.h"
@@ -117,6 +118,37 @@ TEST_F(HighlightingViewTest, HighlightingSwitchedOffLeavesPlainText)
     MVUserDefaults::standard().setBool(QStringLiteral("MVHighlightKey"), true);
     MVNotificationCenter::defaultCenter().post(MVSyntaxHighlightingTextView::highlightingPrefsChangeNotification());
     EXPECT_EQ(colourAt(0), colourOf("keyword"));
+}
+
+TEST_F(HighlightingViewTest, ALargeTextIsColouredInPiecesAsOneParseWouldColourIt)
+{
+    // About 4 MB of page, with a script region and a comment around where
+    // the first pieces end, and typing at the start while colouring goes on.
+    QString page;
+    const auto rowsUpTo = [&page](qsizetype size) {
+        for (int i = 0; page.size() < size; ++i)
+            page += QStringLiteral("<p class=\"row\">if %1</p>\n").arg(i);
+    };
+    rowsUpTo(900'000);
+    page += QStringLiteral("<script>\n") + QStringLiteral("var x = 'y'; /* z */\n").repeated(15000) + QStringLiteral("</script>\n");
+    rowsUpTo(1'250'000);
+    page += QStringLiteral("<!-- a long\n") + QStringLiteral("comment line\n").repeated(30000) + QStringLiteral("-->\n");
+    rowsUpTo(4'000'000);
+    view->setString(page);
+    EXPECT_TRUE(view->isHighlightingPending());
+    view->setSelectedRange(MVRange{0, 0});
+    view->insertText(QStringLiteral("<b>"));
+    view->finishHighlighting();
+    EXPECT_FALSE(view->isHighlightingPending());
+
+    MVTextStorage whole(view->string());
+    MVSyntaxColouring::syntaxHighlight(MVRange{0, whole.length()}, whole, view->standardAttributes(), view->parser().get());
+    for (qsizetype i = 0; i < whole.length(); i += 331) {
+        const MVTextAttributes expected = whole.attributesAtIndex(i);
+        const MVTextAttributes got = view->textStorage()->attributesAtIndex(i);
+        ASSERT_EQ(got.foreground(), expected.foreground()) << "at " << i;
+        ASSERT_EQ(got.parser(), expected.parser()) << "at " << i;
+    }
 }
 
 } // namespace
