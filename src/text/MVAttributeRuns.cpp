@@ -243,12 +243,9 @@ void MVAttributeRuns::set(MVRange range, quint32 id)
     if (to == from)
         return;
     if (to - from > 64) {
-        // Long ranges: drop the runs and put one in their place.
-        remove(from, to - from);
-        insert(from, to - from, id);
-        if (from < _length) {
-            // insert() may have grown a neighbour; nothing else to do.
-        }
+        // Long ranges: one run in place of all, in one pass over the blocks.
+        std::vector<Run> runs{Run{to - from, id}};
+        replace(MVRange{from, to - from}, runs);
         return;
     }
     apply(MVRange{from, to - from}, [id](quint32) { return id; });
