@@ -14,6 +14,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 
 #include <cstdio>
 #include <cstring>
@@ -21,36 +22,41 @@
 namespace {
 
 // Appends UTF-16 text as UTF-8 with the three characters HTML needs escaped.
+// Writes into room made beforehand (at most 5 bytes a unit: "&amp;").
 void appendEscaped(QByteArray &out, QStringView text)
 {
     const qsizetype size = text.size();
     const char16_t *units = text.utf16();
+    const qsizetype old = out.size();
+    out.resize(old + size * 5);
+    char *d = out.data() + old;
     for (qsizetype i = 0; i < size; ++i) {
         const char16_t c = units[i];
         if (c < 0x80) {
             switch (c) {
-            case u'<': out.append("&lt;", 4); break;
-            case u'>': out.append("&gt;", 4); break;
-            case u'&': out.append("&amp;", 5); break;
-            default: out.append(char(c)); break;
+            case u'<': std::memcpy(d, "&lt;", 4); d += 4; break;
+            case u'>': std::memcpy(d, "&gt;", 4); d += 4; break;
+            case u'&': std::memcpy(d, "&amp;", 5); d += 5; break;
+            default: *d++ = char(c); break;
             }
         } else if (c < 0x800) {
-            out.append(char(0xC0 | (c >> 6)));
-            out.append(char(0x80 | (c & 0x3F)));
+            *d++ = char(0xC0 | (c >> 6));
+            *d++ = char(0x80 | (c & 0x3F));
         } else if (QChar::isHighSurrogate(c) && i + 1 < size && QChar::isLowSurrogate(units[i + 1])) {
             const char32_t u = QChar::surrogateToUcs4(c, units[++i]);
-            out.append(char(0xF0 | (u >> 18)));
-            out.append(char(0x80 | ((u >> 12) & 0x3F)));
-            out.append(char(0x80 | ((u >> 6) & 0x3F)));
-            out.append(char(0x80 | (u & 0x3F)));
+            *d++ = char(0xF0 | (u >> 18));
+            *d++ = char(0x80 | ((u >> 12) & 0x3F));
+            *d++ = char(0x80 | ((u >> 6) & 0x3F));
+            *d++ = char(0x80 | (u & 0x3F));
         } else {
             // A lone surrogate is written as the replacement character.
             const char32_t u = QChar::isSurrogate(c) ? 0xFFFD : c;
-            out.append(char(0xE0 | (u >> 12)));
-            out.append(char(0x80 | ((u >> 6) & 0x3F)));
-            out.append(char(0x80 | (u & 0x3F)));
+            *d++ = char(0xE0 | (u >> 12));
+            *d++ = char(0x80 | ((u >> 6) & 0x3F));
+            *d++ = char(0x80 | (u & 0x3F));
         }
     }
+    out.resize(d - out.constData());
 }
 
 QByteArray styleOf(const MVTextAttributes &attributes, const MVTextAttributes &standard)
@@ -82,8 +88,13 @@ public:
         appendEscaped(_out, title);
         _out += "</title></head><body style=\"color:" + QColor::fromRgba(standard.foreground()).name().toLatin1() + "\"><pre>";
         QByteArray open;
+        // A text has a few dozen distinct attribute sets and a million runs.
+        QHash<MVTextAttributes, QByteArray> styles;
         storage.forEachRun(MVRange{0, storage.length()}, [&](MVRange range, const MVTextAttributes &attributes) {
-            const QByteArray style = styleOf(attributes, standard);
+            auto known = styles.constFind(attributes);
+            if (known == styles.constEnd())
+                known = styles.insert(attributes, styleOf(attributes, standard));
+            const QByteArray &style = *known;
             if (style != open) {
                 if (!open.isEmpty())
                     _out += "</span>";
