@@ -96,11 +96,10 @@ MVParser::SubparserRanges MVParser::parseRange(MVRange range, const MVTextStorag
 
 QStringView MVParser::textToParse(const MVTextStorage &storage, MVRange range, QString &threadBuffer)
 {
-    // Keep the buffer while the parses stay long (typing in a long line),
-    // but not after a short one, nor beyond a limit.
-    constexpr qsizetype KeptCharacters = qsizetype(8) << 20;
+    // Keep the buffer while the parses stay long (typing in a long line, a
+    // large text coloured piece by piece), but not after a short one.
     const qsizetype capacity = threadBuffer.capacity();
-    if (capacity > 65536 && (range.length < capacity / 8 || capacity > KeptCharacters))
+    if (capacity > 65536 && range.length < capacity / 8)
         threadBuffer = QString();
     return storage.view(range, threadBuffer);
 }

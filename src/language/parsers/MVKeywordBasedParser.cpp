@@ -10,6 +10,7 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <array>
 #include <map>
 
 namespace {
@@ -233,14 +234,26 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const 
 
         // Each distinct word of the parse is looked up once (the patterns
         // are costly); the same identifiers come back on every line.
+        // A small table of recent words in front of the map answers most
+        // lookups with one comparison.
         std::unordered_map<std::u16string, const MVKeyword *, Hash, Equal> seen;
+        struct Recent
+        {
+            const std::u16string *word = nullptr;
+            const MVKeyword *keyword = nullptr;
+        };
+        std::array<Recent, 512> recent{};
         auto keywordForWordCached = [&](const std::u16string &candidate) -> const MVKeyword * {
-            const auto known = seen.find(candidate);
-            if (known != seen.end())
-                return known->second;
-            const MVKeyword *found = keywordForWord(QStringView(candidate.data(), qsizetype(candidate.size())));
-            seen.emplace(candidate, found);
-            return found;
+            Recent &slot = recent[Hash()(candidate) % recent.size()];
+            if (slot.word && *slot.word == candidate)
+                return slot.keyword;
+            auto known = seen.find(candidate);
+            if (known == seen.end()) {
+                const MVKeyword *found = keywordForWord(QStringView(candidate.data(), qsizetype(candidate.size())));
+                known = seen.emplace(candidate, found).first;
+            }
+            slot = Recent{&known->first, known->second};
+            return known->second;
         };
 
         CommentCache cache;
