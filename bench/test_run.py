@@ -77,6 +77,19 @@ class HighlightDriverTest(unittest.TestCase):
                 self.assertNotIn("<span style=\"\">", page)
                 self.assertEqual(page.count("<span"), page.count("</span>"))
 
+    def test_bytes_that_are_not_utf8_come_back_as_one_character_each(self):
+        # Such a file is read with the fallback that maps every byte; the
+        # page must still be valid UTF-8 with one character per byte.
+        data = b"var s = '" + bytes(range(0x80, 0x100)) + b"';\n"
+        page = self.highlight(self.write("latin.js", data)).stdout.decode("utf-8")
+        self.assertEqual(len(plain_text(page)), len(data))
+
+    def test_the_runner_reads_every_step_of_the_timings(self):
+        path = self.write("steps.css", b"a { color: red; }\n" * 1000)
+        steps = run.our_steps(driver("morvel_highlight"), path)
+        self.assertEqual(sorted(steps), sorted(run.STEP_NAMES))
+        self.assertTrue(all(float(value) >= 0 for value in steps.values()))
+
     def test_script_gets_colours(self):
         path = self.write("colours.js", b"// a comment\nfunction f() { return \"text\"; }\n")
         page = self.highlight(path).stdout.decode()
