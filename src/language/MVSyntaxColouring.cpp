@@ -44,6 +44,10 @@ void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, c
     MVAttributeOverlay &overlay = useShared ? shared : local;
     sharedInUse = true;
     overlay.clear();
+    // Dense code has a token every few characters; reserving for that keeps
+    // a large parse from growing the list by copies (memory reserved but not
+    // written costs nothing).
+    overlay.reserve(qMin<qsizetype>(r.length / 3, qsizetype(1) << 21));
     // A style's background does not outlive the style when the standard
     // attributes leave the background to the view.
     if (standardAttributes.has(MVAttribute::BackgroundColor))

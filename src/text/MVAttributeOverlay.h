@@ -31,6 +31,8 @@ public:
     MVAttributeOverlay();
 
     void clear();
+    // Makes room for count additions.
+    void reserve(qsizetype count) { _additions.reserve(size_t(qMax<qsizetype>(0, count))); }
     bool isEmpty() const { return _base.length == 0 && _additions.empty(); }
 
     // The first change: over range, add attributes and then remove the keys

@@ -287,6 +287,9 @@ void MVTextStorage::applyAttributeOverlay(const MVAttributeOverlay &overlay)
         return;
 
     _newRuns.clear();
+    // Room for every piece at once: growing by copies would touch the memory
+    // twice, and memory reserved but not written costs nothing.
+    _newRuns.reserve(qMin(2 * additions.size() + 1024, KeptRuns / 2));
     const quint8 removals = overlay.baseRemovals();
     // What a piece of text becomes depends on its old set, whether the base
     // covers it and the set each layer adds there: remember the id of each
