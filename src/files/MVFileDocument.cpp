@@ -696,6 +696,10 @@ void MVFileDocument::_reallyReopenUsingEncoding(MVStringEncoding encoding)
 
 void MVFileDocument::fileContentsChangedExternally()
 {
+    // A deletion also changes the file's attributes (its link count) just
+    // before it goes: its removal is reported on its own.
+    if (!_stampForPath(fileName()).valid)
+        return;
     if (!isDocumentEdited()) {
         MVError error;
         if (!revert(&error))

@@ -312,6 +312,13 @@ TEST_F(FileDocumentTest, ChangesFromOutside)
     document->fileContentsChangedExternally();
     EXPECT_EQ(document->textView()->fullString(), QStringLiteral("four\n"));
     EXPECT_FALSE(document->isDocumentEdited());
+
+    // A file that is gone by the time the change is looked at is left to
+    // its removal notice: no failed reload is shown first.
+    QFile::remove(path);
+    document->fileContentsChangedExternally();
+    EXPECT_EQ(delegate.codes(), (QList<int>{5, 5}));
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("four\n"));
 }
 
 TEST_F(FileDocumentTest, ASaveOverAFileChangedUnderneathAsksFirst)
