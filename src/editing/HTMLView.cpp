@@ -7,6 +7,16 @@
 #include "text/MVTextStorage.h"
 #include "text/MVUndoManager.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QStringDecoder>
+
+namespace {
+// Files from this size on are decoded a piece at a time when they are UTF-8.
+constexpr qsizetype LargeFileSize = 8 * 1024 * 1024;
+constexpr qsizetype DecodePieceSize = 4 * 1024 * 1024;
+} // namespace
+
 HTMLView::HTMLView(QWidget *parent)
     : MVSyntaxHighlightingTextView(parent)
 {
@@ -69,9 +79,53 @@ bool HTMLView::_applyDecoded(const std::optional<QString> &string, const MVError
     return true;
 }
 
+// A large UTF-8 file goes straight from its bytes into the text buffer, a
+// piece at a time with its line breaks converted on the way, so that only
+// the bytes and one copy of the text are ever in memory together. False
+// (and nothing changed) when the bytes are not all valid UTF-8: the whole
+// decoding with its fallback takes over.
+bool HTMLView::_loadLargeUTF8(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding)
+{
+    if (data.size() < LargeFileSize || data.startsWith("\xEF\xBB\xBF"))
+        return false;
+    const MVStringEncoding encoding = storedEncoding ? storedEncoding : FileEncodings::_encodingForPath(path, data);
+    if (encoding != FileEncodings::UTF8Encoding)
+        return false;
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    MVTextBuffer buffer;
+    QString carried;
+    for (qsizetype at = 0; at < data.size(); at += DecodePieceSize) {
+        QString piece = carried + decoder.decode(QByteArrayView(data).sliced(at, qMin(DecodePieceSize, data.size() - at)));
+        if (decoder.hasError())
+            return false;
+        carried.clear();
+        // A CR at the end of a piece may be the first half of a CR LF.
+        if (at + DecodePieceSize < data.size() && piece.endsWith(QLatin1Char('\r'))) {
+            carried = QStringLiteral("\r");
+            piece.chop(1);
+        }
+        buffer.append(GeneralUtility::switchLineBreaks(piece, GeneralUtility::LineBreakKind(_lineBreak)));
+    }
+    if (!carried.isEmpty())
+        buffer.append(GeneralUtility::switchLineBreaks(carried, GeneralUtility::LineBreakKind(_lineBreak)));
+    setText(std::move(buffer));
+    undoManager()->removeAllActions();
+    _encoding = FileEncodings::UTF8Encoding;
+    _byteOrderMark = FileEncodings::ByteOrderMark::None;
+    return true;
+}
+
 bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding, const QString &actionName,
                             MVError *error)
 {
+    if (actionName.isEmpty() && QFileInfo(path).size() >= LargeFileSize) {
+        QFile file(path);
+        if (file.open(QIODevice::ReadOnly)) {
+            const QByteArray data = file.readAll();
+            if (file.error() == QFileDevice::NoError && _loadLargeUTF8(data, path, storedEncoding))
+                return true;
+        }
+    }
     MVStringEncoding encoding = storedEncoding;
     MVError decodeError;
     FileEncodings::ByteOrderMark mark = FileEncodings::ByteOrderMark::None;
@@ -86,6 +140,8 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
 bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding,
                             const QString &actionName, MVError *error)
 {
+    if (actionName.isEmpty() && _loadLargeUTF8(data, path, storedEncoding))
+        return true;
     MVStringEncoding encoding = storedEncoding;
     MVError decodeError;
     FileEncodings::ByteOrderMark mark = FileEncodings::ByteOrderMark::None;

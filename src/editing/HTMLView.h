@@ -68,6 +68,7 @@ public:
     QString languageName() const;
 
 private:
+    bool _loadLargeUTF8(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding);
     bool _applyDecoded(const std::optional<QString> &string, const MVError &decodeError, const QString &actionName,
                        MVError *error);
 

@@ -179,6 +179,34 @@ TEST_F(FileDocumentTest, AnOpenedFileIsColouredAndStaysColouredThroughTypingAndU
     EXPECT_FALSE(document->isDocumentEdited());
 }
 
+TEST_F(FileDocumentTest, LargeFilesReadInPiecesAsTheyWouldWhole)
+{
+    // 9 MB of DOS lines with a CR LF and a three-byte character each split
+    // across where the pieces of 4 MB end.
+    QByteArray bytes;
+    while (bytes.size() < 9 * 1024 * 1024) {
+        if (bytes.size() > 4 * 1024 * 1024 - 40 && bytes.size() < 4 * 1024 * 1024) {
+            bytes += QByteArray(4 * 1024 * 1024 - 1 - bytes.size(), 'x') + "\r\n";
+            bytes += QByteArray(8 * 1024 * 1024 - 1 - bytes.size(), 'y') + "\xE2\x82\xAC\r\n";
+        }
+        bytes += "caf\xC3\xA9 \xE2\x82\xAC line\r\n";
+    }
+    const QString path = dir.write("large.txt", bytes);
+    auto document = open(path);
+    const QString expected = QString::fromUtf8(bytes).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    EXPECT_TRUE(document->textView()->fullString() == expected);
+    EXPECT_EQ(document->encoding(), FileEncodings::UTF8Encoding);
+    EXPECT_FALSE(document->isDocumentEdited());
+
+    // One bad byte at the very end: the whole file is read as Mac Roman, so
+    // that a save gives back the same bytes.
+    bytes += "\xFF";
+    const QString damaged = dir.write("damaged.txt", bytes);
+    auto fallback = open(damaged);
+    EXPECT_EQ(fallback->encoding(), FileEncodings::MacRomanEncoding);
+    EXPECT_TRUE(fallback->textView()->fullString().endsWith(QChar(0x02C7)));
+}
+
 TEST_F(FileDocumentTest, SaveReplacesTheFileWholeAndKeepsModeAndLinks)
 {
     const QString path = dir.write("site/page.html", "old\n");
