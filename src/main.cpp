@@ -61,7 +61,10 @@ int main(int argc, char **argv)
     controller.setShell(&shell);
     instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
-    MVTerminationSignal::install([] { QApplication::quit(); });
+    // exit, not quit: quit first asks every window to close and gives up when
+    // an open question (a dialog without a cancel button) refuses, which
+    // would leave the editor running after the session asked it to end.
+    MVTerminationSignal::install([] { QApplication::exit(0); });
 
     controller.applicationWillFinishLaunching();
     controller.handleArguments(arguments);
