@@ -495,9 +495,9 @@ void MVFile::localRepresentationDisappeared()
     const Ptr self = shared_from_this();
     for (const Ptr &child : List(_children))
         child->localRepresentationDisappeared();
+    MVFileNodeDocument *document = nullptr;
     if (_localRepresentation) {
-        if (MVFileNodeDocument *document = std::exchange(_document, nullptr))
-            document->fileContentsDisappeared();
+        document = std::exchange(_document, nullptr);
         _dropLocalRepresentation();
     }
     if (!_remoteRepresentation) {
@@ -506,6 +506,10 @@ void MVFile::localRepresentationDisappeared()
         setActiveRepresentation(1);
         stopWatching();
     }
+    // The tree is brought up to date first: the document may ask the user
+    // what to do, and the question must not hold the file in the tree.
+    if (document)
+        document->fileContentsDisappeared();
 }
 
 void MVFile::remoteRepresentationDisappeared()

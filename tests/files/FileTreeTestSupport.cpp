@@ -92,8 +92,11 @@ void RecordingDocument::attach(const std::shared_ptr<MVFile> &file)
 void RecordingDocument::fileContentsDisappeared()
 {
     ++disappeared;
-    if (const auto file = node.lock())
+    if (const auto file = node.lock()) {
+        const auto parent = file->parent();
+        inTreeWhenTold = parent && parent->childWithName(file->name(), false) == file;
         file->setDocument(nullptr);
+    }
     node.reset();
 }
 

@@ -123,6 +123,9 @@ public:
 
     std::weak_ptr<MVFile> node;
     int disappeared = 0;
+    // Whether the node was still in its parent's list when the document
+    // heard of the loss (the document may hold a question open then).
+    bool inTreeWhenTold = false;
     int leftTree = 0;
     int pathChanges = 0;
     int changesFinished = 0;

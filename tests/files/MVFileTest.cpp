@@ -332,6 +332,7 @@ TEST_F(MVFileTwoPlaces, LocalReloadKeepsNodesThatStillExistRemotely)
     EXPECT_EQ(childNames(root), QStringList({"both.html", "new.html", "stays.html"}));
     EXPECT_TRUE(delegate.wasRemoved(gone));
     EXPECT_EQ(goneDocument.disappeared, 1);
+    EXPECT_FALSE(goneDocument.inTreeWhenTold);
     EXPECT_EQ(both->indicator(), "R");
     EXPECT_EQ(both->activeRepresentation(), 1);
     EXPECT_EQ(bothDocument.disappeared, 1);
