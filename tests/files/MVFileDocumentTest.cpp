@@ -93,6 +93,18 @@ protected:
         return document;
     }
 
+    // The first tab of a tabbed window over the file, its view made.
+    std::shared_ptr<MVFileDocument> openInTabs(MVMultiFileDocument &window, const QString &path)
+    {
+        delegate.multi = &window;
+        if (!window.readFromFile(path, nullptr) || window.tabs().empty())
+            return nullptr;
+        auto document = window.tabs().front();
+        document->setDelegate(&delegate);
+        document->viewWithSuggestedFrame();
+        return document;
+    }
+
     static void type(MVFileDocument &document, const QString &text)
     {
         HTMLView *view = document.textView();
@@ -376,11 +388,8 @@ TEST_F(FileDocumentTest, AFileDeletedOnDiskKeepsItsTextAndIdentity)
 {
     const QString path = dir.write("site/a.html", "<p>keep me</p>\n");
     MVMultiFileDocument window;
-    delegate.multi = &window;
-    ASSERT_TRUE(window.readFromFile(path, nullptr));
-    auto document = window.tabs().front();
-    document->setDelegate(&delegate);
-    document->viewWithSuggestedFrame();
+    auto document = openInTabs(window, path);
+    ASSERT_TRUE(document);
     ASSERT_TRUE(document->file());
     const QString uuid = document->uuid();
     ASSERT_FALSE(uuid.isEmpty());
@@ -442,11 +451,8 @@ TEST_F(FileDocumentTest, SaveAsCopiesTheSettingsAndFollowsTheExtension)
 {
     const QString path = dir.write("site/a.html", "<p>a</p>\n");
     MVMultiFileDocument window;
-    delegate.multi = &window;
-    ASSERT_TRUE(window.readFromFile(path, nullptr));
-    auto document = window.tabs().front();
-    document->setDelegate(&delegate);
-    document->viewWithSuggestedFrame();
+    auto document = openInTabs(window, path);
+    ASSERT_TRUE(document);
     const QString oldKey = document->fileKey();
     document->setFileConfigurationValue(QVariant::fromValue<qint64>(FileEncodings::UTF8Encoding), "MVFileEncoding");
     ASSERT_TRUE(document->textView()->bundle());
