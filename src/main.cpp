@@ -4,6 +4,7 @@
 #include "files/MVInotifyWatcher.h"
 #include "files/MVMultiFileDocument.h"
 #include "files/MVSingleFileDocument.h"
+#include "files/MVUnsavedTextKeeper.h"
 #include "platform/MVSingleInstance.h"
 #include "projects/MVProjectDocument.h"
 #include "platform/MVStringTable.h"
@@ -61,10 +62,14 @@ int main(int argc, char **argv)
     controller.setShell(&shell);
     instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
-    // exit, not quit: quit first asks every window to close and gives up when
-    // an open question (a dialog without a cancel button) refuses, which
-    // would leave the editor running after the session asked it to end.
-    MVTerminationSignal::install([] { QApplication::exit(0); });
+    // The session ends the editor without asking about edited documents:
+    // their text is kept aside first. exit, not quit: quit first asks every
+    // window to close and gives up when an open question (a dialog without a
+    // cancel button) refuses, which would leave the editor running.
+    MVTerminationSignal::install([&controller] {
+        MVUnsavedTextKeeper::keep(controller.documents());
+        QApplication::exit(0);
+    });
 
     controller.applicationWillFinishLaunching();
     controller.handleArguments(arguments);

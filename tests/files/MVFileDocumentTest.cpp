@@ -7,6 +7,7 @@
 #include "files/MVImageFileView.h"
 #include "files/MVMultiFileDocument.h"
 #include "files/MVSingleFileDocument.h"
+#include "files/MVUnsavedTextKeeper.h"
 #include "language/MVBundle.h"
 #include "language/MVTheme.h"
 #include "language/MVThemeRepository.h"
@@ -548,4 +549,31 @@ TEST_F(FileDocumentTest, LineBreaksAreTheViewsKindAndChangeAsOneStep)
     EXPECT_EQ(view->lineBreakType(), 0);
     EXPECT_EQ(view->fullString(), QStringLiteral("a\nb\n"));
     EXPECT_TRUE(document->isDocumentEdited());
+}
+
+TEST_F(FileDocumentTest, EditedTextIsKeptAsideWhenTheSessionEndsTheEditor)
+{
+    const QString plain = dir.write("site/plain.txt", "untouched\n");
+    const QString latin = dir.write("site/latin.txt", "caf\xe9\n"); // read as Mac Roman
+    MVMultiFileDocument window;
+    auto edited = openInTabs(window, latin);
+    ASSERT_TRUE(edited);
+    static_cast<MVFileDocument *>(window.openFileAtPath(plain))->viewWithSuggestedFrame();
+    type(*edited, QStringLiteral(" \u20ac"));
+
+    const QString folder = MVUnsavedTextKeeper::folder();
+    ASSERT_FALSE(folder.isEmpty());
+    EXPECT_EQ(QFileInfo(folder).permissions() & (QFile::ReadOther | QFile::ReadGroup), QFile::Permissions());
+    const QStringList kept = MVUnsavedTextKeeper::keep({std::shared_ptr<MVDocument>(&window, [](MVDocument *) {})});
+    // Only the edited tab, as UTF-8 whatever the file's encoding (0xE9 is
+    // È in Mac Roman), readable by the user alone; the file itself untouched.
+    ASSERT_EQ(kept.size(), 1);
+    EXPECT_TRUE(kept.front().endsWith(QStringLiteral(" latin.txt")));
+    EXPECT_EQ(readAll(kept.front()), QByteArray("caf\xC3\x88\n \xE2\x82\xAC"));
+    EXPECT_EQ(QFileInfo(kept.front()).permissions() & (QFile::ReadOther | QFile::ReadGroup), QFile::Permissions());
+    EXPECT_EQ(readAll(latin), QByteArray("caf\xe9\n"));
+    // A second ending in the same second does not overwrite the first copy.
+    const QStringList again = MVUnsavedTextKeeper::keep({std::shared_ptr<MVDocument>(&window, [](MVDocument *) {})});
+    ASSERT_EQ(again.size(), 1);
+    EXPECT_NE(again.front(), kept.front());
 }
