@@ -5,6 +5,7 @@
 #include "files/MVMultiFileDocument.h"
 #include "files/MVSingleFileDocument.h"
 #include "files/MVUnsavedTextKeeper.h"
+#include "platform/MVMainThread.h"
 #include "platform/MVSingleInstance.h"
 #include "projects/MVProjectDocument.h"
 #include "platform/MVStringTable.h"
@@ -74,6 +75,10 @@ int main(int argc, char **argv)
     controller.applicationWillFinishLaunching();
     controller.handleArguments(arguments);
     controller.applicationDidFinishLaunching();
+    const MVError keptText = MVUnsavedTextKeeper::questionForKeptText(
+        [&controller](const QString &path) { controller.openDocumentWithContentsOfFile(path, true); });
+    if (!keptText.isNull())
+        MVMainThread::async([&shell, keptText] { shell.presentError(keptText, nullptr); });
 
     const int status = app.exec();
     controller.waitForStartupItems();

@@ -60,3 +60,32 @@ QStringList MVUnsavedTextKeeper::keep(const std::vector<std::shared_ptr<MVDocume
     }
     return written;
 }
+
+MVError MVUnsavedTextKeeper::questionForKeptText(const std::function<void(const QString &)> &openFile,
+                                                 const QString &folder)
+{
+    if (folder.isEmpty())
+        return MVError();
+    const QStringList kept = QDir(folder).entryList(QDir::Files, QDir::Name);
+    if (kept.isEmpty())
+        return MVError();
+    const QString where =
+        kept.size() == 1
+            ? QObject::tr("When Morvel was last ended by the session, the text of an edited document was kept in %1.")
+                  .arg(folder)
+            : QObject::tr("When Morvel was last ended by the session, the text of %1 edited documents was kept in %2.")
+                  .arg(QString::number(kept.size()), folder);
+    MVError question = MVError::morvel(0, QObject::tr("Unsaved text was kept"), where);
+    question.setRecoveryOptions({QObject::tr("Open Them"), QObject::tr("Later")}, [folder, kept, openFile](int choice) {
+        if (choice != 0)
+            return;
+        const QDir opened(folder + QStringLiteral("/Opened"));
+        QDir().mkpath(opened.path());
+        for (const QString &name : kept) {
+            const QString target = opened.filePath(name);
+            if (QFile::rename(QDir(folder).filePath(name), target))
+                openFile(target);
+        }
+    });
+    return question;
+}

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "platform/MVError.h"
+
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -22,4 +25,9 @@ public:
     // and projects count one by one.
     static QStringList keep(const std::vector<std::shared_ptr<MVDocument>> &documents,
                             const QString &folder = MVUnsavedTextKeeper::folder());
+    // The question for the next launch when kept text is waiting (null when
+    // none is). Its first option moves each kept file into "Opened" beside
+    // it and hands it to openFile; the second leaves them for the next time.
+    static MVError questionForKeptText(const std::function<void(const QString &)> &openFile,
+                                       const QString &folder = MVUnsavedTextKeeper::folder());
 };

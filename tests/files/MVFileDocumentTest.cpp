@@ -576,4 +576,15 @@ TEST_F(FileDocumentTest, EditedTextIsKeptAsideWhenTheSessionEndsTheEditor)
     const QStringList again = MVUnsavedTextKeeper::keep({std::shared_ptr<MVDocument>(&window, [](MVDocument *) {})});
     ASSERT_EQ(again.size(), 1);
     EXPECT_NE(again.front(), kept.front());
+
+    // The next launch asks; "Later" leaves the copies, "Open Them" moves
+    // them aside and opens them, so that they are offered only once.
+    QStringList opened;
+    const auto open = [&opened](const QString &path) { opened << path; };
+    MVUnsavedTextKeeper::questionForKeptText(open).attemptRecovery(1);
+    EXPECT_TRUE(opened.isEmpty());
+    MVUnsavedTextKeeper::questionForKeptText(open).attemptRecovery(0);
+    ASSERT_EQ(opened.size(), 2);
+    EXPECT_EQ(readAll(opened.front()), QByteArray("caf\xC3\x88\n \xE2\x82\xAC"));
+    EXPECT_TRUE(MVUnsavedTextKeeper::questionForKeptText(open).isNull());
 }
