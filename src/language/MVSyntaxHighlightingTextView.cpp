@@ -152,6 +152,10 @@ void MVSyntaxHighlightingTextView::_colourNextPiece(qsizetype size)
     const qsizetype length = storage.length();
     // Back to the start of the line, or of a comment or string reaching into it.
     const qsizetype start = rangeToHighlightForRange(MVRange{qMin(_colouredUpTo, length), 0}).location;
+    const auto plainBefore = [&](qsizetype at) {
+        const MVTextAttributes attributes = storage.attributesAtIndex(at - 1);
+        return attributes.parser() == _parser.get() && !attributes.isMultiLine();
+    };
     // The text is parsed by the language itself; the active parser survives.
     MVParser *active = _activeParser;
     _activeParser = nullptr;
@@ -159,13 +163,22 @@ void MVSyntaxHighlightingTextView::_colourNextPiece(qsizetype size)
     for (;;) {
         end = start + size >= length ? length : storage.lineRangeForRange(MVRange{start + size, 0}).end();
         syntaxHighlight(MVRange{start, end - start});
-        if (end >= length || !_parsesNow())
+        if (end >= length || !_parsesNow() || plainBefore(end))
             break;
-        // A piece that ends inside a comment, string or embedded region is
-        // parsed again, larger, so that the next piece starts in plain text.
-        const MVTextAttributes last = storage.attributesAtIndex(end - 1);
-        if (last.parser() == _parser.get() && !last.isMultiLine())
+        // The piece ends inside a comment, string or embedded region. It
+        // stops instead at the last line start before that region where the
+        // parse was in plain text (what comes after is parsed again with the
+        // next piece); if there is none close by, it is parsed again, larger.
+        qsizetype cut = end;
+        for (int lines = 0; lines < 4096 && cut > start; ++lines) {
+            cut = storage.lineRangeForRange(MVRange{cut - 1, 0}).location;
+            if (cut > start && plainBefore(cut))
+                break;
+        }
+        if (cut > start && plainBefore(cut)) {
+            end = cut;
             break;
+        }
         size *= 2;
     }
     _activeParser = active;

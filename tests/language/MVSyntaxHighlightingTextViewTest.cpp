@@ -123,7 +123,8 @@ TEST_F(HighlightingViewTest, HighlightingSwitchedOffLeavesPlainText)
 TEST_F(HighlightingViewTest, ALargeTextIsColouredInPiecesAsOneParseWouldColourIt)
 {
     // About 4 MB of page, with a script region and a comment around where
-    // the first pieces end, and typing at the start while colouring goes on.
+    // the first pieces end, short script regions after them, and typing at
+    // the start while colouring goes on.
     QString page;
     const auto rowsUpTo = [&page](qsizetype size) {
         for (int i = 0; page.size() < size; ++i)
@@ -133,7 +134,11 @@ TEST_F(HighlightingViewTest, ALargeTextIsColouredInPiecesAsOneParseWouldColourIt
     page += QStringLiteral("<script>\n") + QStringLiteral("var x = 'y'; /* z */\n").repeated(15000) + QStringLiteral("</script>\n");
     rowsUpTo(1'250'000);
     page += QStringLiteral("<!-- a long\n") + QStringLiteral("comment line\n").repeated(30000) + QStringLiteral("-->\n");
-    rowsUpTo(4'000'000);
+    // Short script regions close together, so that later pieces end in them too.
+    while (page.size() < 4'000'000) {
+        rowsUpTo(page.size() + 60'000);
+        page += QStringLiteral("<script>\n") + QStringLiteral("var s = \"t\";\n").repeated(2500) + QStringLiteral("</script>\n");
+    }
     view->setString(page);
     EXPECT_TRUE(view->isHighlightingPending());
     view->setSelectedRange(MVRange{0, 0});
