@@ -1,4 +1,5 @@
 #include "BenchSupport.h"
+#include "../ProcessMemory.h"
 
 #include "files/FileEncodings.h"
 #include "files/GeneralUtility.h"
@@ -144,30 +145,14 @@ double threadCpuMs()
     return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
 }
 
-namespace {
-
-qint64 statusKilobytes(const char *field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(field))
-            return line.mid(qstrlen(field)).trimmed().split(' ').first().toLongLong();
-    }
-    return 0;
-}
-
-} // namespace
-
 qint64 residentKilobytes()
 {
-    return statusKilobytes("VmRSS:");
+    return processStatusKilobytes("VmRSS:");
 }
 
 qint64 peakResidentKilobytes()
 {
-    return statusKilobytes("VmHWM:");
+    return processStatusKilobytes("VmHWM:");
 }
 
 double quantile(std::vector<double> &samples, double q)

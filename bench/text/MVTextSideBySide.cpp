@@ -2,6 +2,7 @@
 // QPlainTextEdit, and reports load time, memory, typing and painting times.
 // Without arguments it writes the sample files to a temporary directory and
 // runs every case in a child process; "--case NAME FILE" runs one case.
+#include "../ProcessMemory.h"
 #include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
 #include "text/MVTextView.h"
@@ -23,18 +24,6 @@
 #include <vector>
 
 namespace {
-
-qint64 statusKilobytes(const char *field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(field))
-            return line.mid(qstrlen(field)).trimmed().split(' ').first().toLongLong();
-    }
-    return 0;
-}
 
 // CPU time of this thread: unlike wall time it does not count the time the
 // scheduler gave to other processes on a busy machine.
@@ -117,7 +106,7 @@ void sendKey(QWidget *target, int key, Qt::KeyboardModifiers modifiers = Qt::NoM
 
 int runCase(const QString &name, const QString &path)
 {
-    const qint64 baseline = statusKilobytes("VmRSS:");
+    const qint64 baseline = processStatusKilobytes("VmRSS:");
     const qint64 fileSize = QFileInfo(path).size();
     QElapsedTimer timer;
     timer.start();
@@ -151,8 +140,8 @@ int runCase(const QString &name, const QString &path)
     timespec cpuEnd{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpuEnd);
     const double openCpuMs = double(cpuEnd.tv_sec - cpuStart.tv_sec) * 1e3 + double(cpuEnd.tv_nsec - cpuStart.tv_nsec) / 1e6;
-    const qint64 rss = statusKilobytes("VmRSS:") - baseline;
-    const qint64 peak = statusKilobytes("VmHWM:");
+    const qint64 rss = processStatusKilobytes("VmRSS:") - baseline;
+    const qint64 peak = processStatusKilobytes("VmHWM:");
 
     std::printf("%-14s open+first paint %9.1f ms (CPU %9.1f ms)   memory %7.1f MB (%.2fx file)   peak RSS %7.1f MB\n",
                 qPrintable(name), openMs, openCpuMs, rss / 1024.0, rss * 1024.0 / double(fileSize), peak / 1024.0);
