@@ -7,8 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace {
-bool canBind(quint16 port)
+bool FreePorts::isFree(quint16 port)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -21,7 +20,6 @@ bool canBind(quint16 port)
     ::close(fd);
     return bound;
 }
-}
 
 quint16 FreePorts::pick(int count, quint16 low, quint16 high)
 {
@@ -32,7 +30,7 @@ quint16 FreePorts::pick(int count, quint16 low, quint16 high)
         const auto first = quint16(low + QRandomGenerator::global()->bounded(span));
         bool free = true;
         for (int i = 0; i < count && free; ++i)
-            free = canBind(quint16(first + i));
+            free = isFree(quint16(first + i));
         if (free)
             return first;
     }

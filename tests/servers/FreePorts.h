@@ -11,4 +11,6 @@ namespace FreePorts {
 // The first of `count` consecutive ports in [low, high) that 127.0.0.1
 // can bind right now, starting from a random place; 0 when none is found.
 quint16 pick(int count, quint16 low, quint16 high);
+// Whether 127.0.0.1 can bind the port right now.
+bool isFree(quint16 port);
 }

@@ -125,7 +125,8 @@ QString TestServer::start()
         const QString serverLog = log();
         // Another test's server took the port between our check and the
         // server's bind: try again on another one.
-        if (died && serverLog.contains(QLatin1String("bind"), Qt::CaseInsensitive) && attempt + 1 < startTries)
+        if (died && (!FreePorts::isFree(port) || serverLog.contains(QLatin1String("bind"), Qt::CaseInsensitive))
+            && attempt + 1 < startTries)
             continue;
         return QStringLiteral("%1 (%2) %3 on 127.0.0.1:%4; its log:\n%5")
             .arg(_name, _program,
@@ -180,15 +181,11 @@ QString TestServer::spawn()
     char *envp[] = {path, locale, nullptr};
 
     const QByteArray logPath = QFile::encodeName(statePath(QStringLiteral("output.log")));
-    const int logFd = ::open(logPath.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    const int nullFd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    if (logFd < 0 || nullFd < 0) {
-        if (logFd >= 0)
-            ::close(logFd);
-        if (nullFd >= 0)
-            ::close(nullFd);
+    // The log is the standard input too: vsftpd writes its start-up errors
+    // ("500 OOPS: …") to descriptor 0, and none of the servers reads it.
+    const int logFd = ::open(logPath.constData(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (logFd < 0)
         return QStringLiteral("%1: cannot open %2").arg(_name, QFile::decodeName(logPath));
-    }
     const pid_t parent = ::getpid();
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -201,7 +198,7 @@ QString TestServer::spawn()
         ::sigemptyset(&all);
         ::sigprocmask(SIG_SETMASK, &all, nullptr);
         ::signal(SIGPIPE, SIG_DFL);
-        ::dup2(nullFd, 0);
+        ::dup2(logFd, 0);
         ::dup2(logFd, 1);
         ::dup2(logFd, 2);
         ::close_range(3, ~0U, 0);
@@ -209,7 +206,6 @@ QString TestServer::spawn()
         ::_exit(127);
     }
     ::close(logFd);
-    ::close(nullFd);
     if (pid < 0)
         return QStringLiteral("%1: fork failed").arg(_name);
     ::setpgid(pid, pid);
