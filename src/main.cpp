@@ -61,16 +61,18 @@ int main(int argc, char **argv)
     controller.registerDocumentClass(MVDocumentKind::Project, [] { return std::make_shared<MVProjectDocument>(); });
     MVShell shell;
     controller.setShell(&shell);
-    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
-
-    // The session ends the editor without asking about edited documents:
-    // their text is kept aside first. exit, not quit: quit first asks every
-    // window to close and gives up when an open question (a dialog without a
-    // cancel button) refuses, which would leave the editor running.
+    // Installed before the socket appears, so that whoever can reach the
+    // editor can also end it in order. The session ends the editor without
+    // asking about edited documents: their text is kept aside first. exit,
+    // not quit: quit first asks every window to close and gives up when an
+    // open question (a dialog without a cancel button) refuses, which would
+    // leave the editor running.
     MVTerminationSignal::install([&controller] {
         MVUnsavedTextKeeper::keep(controller.documents());
         QApplication::exit(0);
     });
+
+    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
     controller.applicationWillFinishLaunching();
     controller.handleArguments(arguments);
