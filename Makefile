@@ -36,7 +36,7 @@ bench: deps
 # FUZZ_SECONDS per target (corpus and findings stay in the build directory).
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = fuzz_property_list fuzz_syntax_definition fuzz_colouring
+FUZZ_TARGETS ?= fuzz_property_list fuzz_syntax_definition fuzz_colouring fuzz_listing
 fuzz: deps
 	scripts/install-deps --fuzz
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DMORVEL_BUILD_FUZZ=ON -DMORVEL_BUILD_TESTS=OFF -DMORVEL_BUILD_BENCH=OFF
