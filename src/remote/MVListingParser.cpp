@@ -339,12 +339,17 @@ std::optional<MVRemoteFile> MVListingParser::_finish(const Fields &fields) const
     bool canRoundTrip = !fields.ambiguous;
     QByteArray name = fields.name.toByteArray();
     QByteArray target;
+    bool splitLink = fields.isLink;
     if (_protocol == SFTP) {
         name = unescapeOctal(name);
-        if (name.startsWith(_sftpPrefix))
+        // sftp formats such a line itself and never shows a link's target:
+        // an arrow there is part of the name.
+        if (name.startsWith(_sftpPrefix)) {
             name.remove(0, _sftpPrefix.size());
+            splitLink = false;
+        }
     }
-    if (fields.isLink) {
+    if (splitLink) {
         const qsizetype arrow = name.indexOf(" -> ");
         if (arrow >= 0) {
             target = name.mid(arrow + 4);
