@@ -113,9 +113,9 @@ qint64 sizeFromDigits(QByteArrayView digits)
     return size;
 }
 
-// sftp prints each byte of a name that is not printable ASCII as a
+// sftp prints each byte of a name that its locale cannot show as a
 // backslash and three octal digits: those are turned back into bytes.
-QByteArray unescapeOctal(QByteArrayView bytes)
+QByteArray unescapeOctal(QByteArrayView bytes, bool *escaped)
 {
     QByteArray out;
     out.reserve(bytes.size());
@@ -123,6 +123,7 @@ QByteArray unescapeOctal(QByteArrayView bytes)
         if (bytes[i] == '\\' && i + 3 < bytes.size() && (bytes[i + 1] == '2' || bytes[i + 1] == '3')
             && bytes[i + 2] >= '0' && bytes[i + 2] <= '7' && bytes[i + 3] >= '0' && bytes[i + 3] <= '7') {
             out.append(char(((bytes[i + 1] - '0') << 6) | ((bytes[i + 2] - '0') << 3) | (bytes[i + 3] - '0')));
+            *escaped = true;
             i += 3;
         } else {
             out.append(bytes[i]);
@@ -341,7 +342,13 @@ std::optional<MVRemoteFile> MVListingParser::_finish(const Fields &fields) const
     QByteArray target;
     bool splitLink = fields.isLink;
     if (_protocol == SFTP) {
-        name = unescapeOctal(name);
+        // Escapes show a client whose locale is not UTF-8: its line editor
+        // drops every byte outside ASCII, so such a name cannot be typed back
+        // (it would name another file).
+        bool escaped = false;
+        name = unescapeOctal(name, &escaped);
+        if (escaped)
+            canRoundTrip = false;
         // sftp formats such a line itself and never shows a link's target:
         // an arrow there is part of the name.
         if (name.startsWith(_sftpPrefix)) {
@@ -366,7 +373,7 @@ std::optional<MVRemoteFile> MVListingParser::_finish(const Fields &fields) const
     if (validUtf8 && std::any_of(text.begin(), text.end(), [](QChar c) { return c.unicode() >= 0x80 && c.unicode() < 0xa0; }))
         return std::nullopt; // C1 control characters
     // sftp's line editor drops bytes that are not UTF-8, and the WebDAV
-    // client takes its arguments as UTF-8 text.
+    // client takes its arguments as UTF-8 text in a UTF-8 locale.
     if (!validUtf8 && _protocol != FTP)
         canRoundTrip = false;
 
