@@ -26,7 +26,7 @@ test: build
 # Benchmarks have a build of their own (Release) and never run with the tests.
 BENCH_BUILD ?= build-bench
 BENCH_JOBS ?= 2
-BENCH_TARGETS = morvel_highlight bench_keystrokes bench_open bench_search bench_language
+BENCH_TARGETS = morvel_highlight bench_keystrokes bench_open bench_search bench_language bench_remote
 bench: deps
 	cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DMORVEL_BUILD_TESTS=OFF
 	cmake --build $(BENCH_BUILD) -j $(BENCH_JOBS) --target $(BENCH_TARGETS)
@@ -36,7 +36,7 @@ bench: deps
 # FUZZ_SECONDS per target (corpus and findings stay in the build directory).
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = fuzz_property_list fuzz_syntax_definition fuzz_colouring
+FUZZ_TARGETS ?= fuzz_property_list fuzz_syntax_definition fuzz_colouring fuzz_listing
 fuzz: deps
 	scripts/install-deps --fuzz
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -G Ninja -DMORVEL_BUILD_FUZZ=ON -DMORVEL_BUILD_TESTS=OFF -DMORVEL_BUILD_BENCH=OFF
