@@ -191,13 +191,23 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, const MVTe
         const QStringView s = blocks.empty() ? text : maskGaps(text, r.location, blocks, maskBuffer);
         const char16_t *c = reinterpret_cast<const char16_t *>(s.utf16());
 
+        // Colours go around inline regions. The scan adds in text order, so
+        // the first block that can meet an addition only moves forward.
+        size_t nextBlock = 0;
         auto add = [&](const MVTextAttributes &attributes, qsizetype from, qsizetype to) {
             if (attributes.isEmpty() || to <= from)
                 return;
-            if (blocks.empty())
-                overlay.add(attributes, MVRange{r.location + from, to - from});
-            else
-                addOutsideGaps(overlay, attributes, MVRange{r.location + from, to - from}, blocks);
+            from += r.location;
+            to += r.location;
+            while (nextBlock < blocks.size() && blocks[nextBlock].end() <= from)
+                ++nextBlock;
+            for (size_t b = nextBlock; b < blocks.size() && blocks[b].location < to; ++b) {
+                if (blocks[b].location > from)
+                    overlay.add(attributes, MVRange{from, blocks[b].location - from});
+                from = std::max(from, blocks[b].end());
+            }
+            if (from < to)
+                overlay.add(attributes, MVRange{from, to - from});
         };
         auto find = [&](char16_t what, qsizetype from) {
             for (qsizetype i = from; i < n; ++i) {
