@@ -6,6 +6,7 @@
 #include "files/MVImageFileView.h"
 #include "language/MVBundle.h"
 #include "language/MVBundleRepository.h"
+#include "platform/MVAtomicFile.h"
 #include "platform/MVLog.h"
 #include "platform/MVMainThread.h"
 #include "platform/MVNotificationCenter.h"
@@ -17,7 +18,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,45 +31,6 @@ QString saveFailureSuggestion()
 {
     return MVLocalizedString(
         QStringLiteral("Please check that you have write permissions and that your file encoding is valid."));
-}
-
-// Writes the bytes to a temporary file beside the target, flushes it to the
-// disk and renames it over the target: the old content stays whole until
-// the new one is complete. A symbolic link is written through; the file
-// keeps its permissions and, where we may set it, its group.
-bool writeAtomically(const QString &path, const QByteArray &bytes, QString *why)
-{
-    const QByteArray native = QFile::encodeName(path);
-    struct stat before {};
-    const bool existed = ::stat(native.constData(), &before) == 0;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *why = file.errorString();
-        return false;
-    }
-    if (file.write(bytes) != bytes.size() || !file.flush()) {
-        *why = file.errorString();
-        file.cancelWriting();
-        return false;
-    }
-    if (::fsync(file.handle()) != 0) {
-        *why = QString::fromLocal8Bit(strerror(errno));
-        file.cancelWriting();
-        return false;
-    }
-    if (!file.commit()) {
-        *why = file.errorString();
-        return false;
-    }
-    if (existed) {
-        struct stat after {};
-        if (::stat(native.constData(), &after) == 0 && after.st_gid != before.st_gid) {
-            // Only possible for a group we belong to; otherwise it stays ours.
-            if (::chown(native.constData(), static_cast<uid_t>(-1), before.st_gid) != 0) {
-            }
-        }
-    }
-    return true;
 }
 
 } // namespace
@@ -516,7 +477,7 @@ void MVFileDocument::_write(const QString &path, bool saveAs, const QByteArray &
 {
     HTMLView *view = textView();
     QString why;
-    if (!writeAtomically(path, bytes, &why)) {
+    if (!MVAtomicFile::write(path, bytes, &why)) {
         MVError error = MVError::morvel(17,
                                         MVLocalizedString(QStringLiteral("The document “%1” could not be saved: %2"))
                                             .arg(QFileInfo(path).fileName(), why),
