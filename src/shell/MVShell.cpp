@@ -2,8 +2,8 @@
 
 #include "app/MVDocument.h"
 #include "app/MVDocumentController.h"
-#include "files/MVFileDocument.h"
-#include "files/MVImageFileView.h"
+#include "documents/MVFileDocument.h"
+#include "documents/MVImageFileView.h"
 #include "shell/MVDocumentWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
