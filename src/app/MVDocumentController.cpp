@@ -183,6 +183,11 @@ MVDocument *MVDocumentController::openDocumentWithContentsOfFile(const QString &
                                       QStringLiteral("Check the project directory and configuration"));
     }
 
+    const QString canonical = MVCanonicalPath(path);
+    // A file not open yet that is not text is opened only when the user says so.
+    if (_shell && exists && !isDirectory && !_openedDocumentForPath(canonical) && !_shell->shouldOpenFile(path))
+        return nullptr;
+
     // An open project that contains the path takes it; with "open in the
     // front window", so does the front tabbed window.
     MVDocument *found = nullptr;
@@ -205,7 +210,6 @@ MVDocument *MVDocumentController::openDocumentWithContentsOfFile(const QString &
         return found;
     }
 
-    const QString canonical = MVCanonicalPath(path);
     if (MVDocument *open = _openedDocumentForPath(canonical)) {
         if (_shell && display)
             _shell->showDocumentWindow(open);

@@ -2,6 +2,8 @@
 
 #include "app/MVDocument.h"
 #include "app/MVDocumentController.h"
+#include "documents/MVFileDocument.h"
+#include "documents/MVImageFileView.h"
 #include "shell/MVDocumentWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
@@ -73,6 +75,13 @@ void MVShell::presentError(const MVError &error, MVDocument *document)
         buttons << box.addButton(option, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole);
     if (buttons.isEmpty())
         box.addButton(QMessageBox::Ok);
+    // Left to itself the box would give Escape to the only reject button,
+    // which may be the one that throws the user's text away.
+    int escape = error.escapeOption();
+    if (escape < 0)
+        escape = static_cast<int>(error.localizedRecoveryOptions().indexOf(QObject::tr("Cancel")));
+    if (escape >= 0 && escape < buttons.size())
+        box.setEscapeButton(buttons[escape]);
     box.exec();
     const int chosen = static_cast<int>(buttons.indexOf(box.clickedButton()));
     if (chosen >= 0)
@@ -134,6 +143,27 @@ int MVShell::askToSaveChanges(MVDocument *document)
     if (box.clickedButton() == save)
         return 0;
     return box.clickedButton() == discard ? 1 : 2;
+}
+
+bool MVShell::shouldOpenFile(const QString &path)
+{
+    if (MVImageFileView::canDisplayPath(path) || MVFileDocument::looksLikeText(path))
+        return true;
+    if (_recording) {
+        _recordedAlerts << QStringLiteral("not text? ") + path;
+        return _openAsTextAnswer;
+    }
+    QMessageBox box(QMessageBox::Question, QString(),
+                    QObject::tr("“%1” does not look like a text file.").arg(QFileInfo(path).fileName()),
+                    QMessageBox::NoButton, QApplication::activeWindow());
+    box.setInformativeText(QObject::tr("It can be shown as text to read, but not changed or saved: saving it as "
+                                       "text would damage it."));
+    QPushButton *open = box.addButton(QObject::tr("Open as Text (read-only)"), QMessageBox::AcceptRole);
+    QPushButton *cancel = box.addButton(QMessageBox::Cancel);
+    box.setDefaultButton(cancel);
+    box.setEscapeButton(cancel);
+    box.exec();
+    return box.clickedButton() == open;
 }
 
 bool MVShell::confirmOpeningLargeFile(const QString &path, qint64 size)

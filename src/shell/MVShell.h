@@ -26,6 +26,7 @@ public:
     void showDocumentWindow(MVDocument *document) override;
     void closeDocumentWindow(MVDocument *document) override;
     int askToSaveChanges(MVDocument *document) override;
+    bool shouldOpenFile(const QString &path) override;
     bool confirmOpeningLargeFile(const QString &path, qint64 size) override;
     QStringList runModalOpenPanel() override;
     void showInfoWindow() override;
@@ -41,6 +42,7 @@ public:
     void setRecordingAlerts(bool recording) { _recording = recording; }
     const QStringList &recordedAlerts() const { return _recordedAlerts; }
     void setAnswers(int saveAnswer, bool largeFileAnswer, QStringList openPanelAnswer);
+    void setOpenAsTextAnswer(bool open) { _openAsTextAnswer = open; }
 
 private:
     QWidget *_parentFor(MVDocument *document) const;
@@ -51,5 +53,6 @@ private:
     QStringList _recordedAlerts;
     int _saveAnswer = 2;
     bool _largeFileAnswer = false;
+    bool _openAsTextAnswer = false;
     QStringList _openPanelAnswer;
 };
