@@ -295,18 +295,21 @@ void MVDocumentController::setCurrentDocument(MVDocument *document)
 
 bool MVDocumentController::reviewUnsavedDocuments()
 {
+    // One question for each edited file: every tab of a tabbed window counts.
     for (const auto &document : std::vector(_documents)) {
-        if (!document->isDocumentEdited())
-            continue;
-        const int answer = _shell ? _shell->askToSaveChanges(document.get()) : 2;
-        if (answer == 2)
-            return false;
-        if (answer == 0) {
-            MVError error;
-            if (!document->save(&error)) {
-                if (_shell)
-                    _shell->presentError(error, document.get());
+        for (MVDocument *file : document->openDocuments()) {
+            if (!file->isDocumentEdited())
+                continue;
+            const int answer = _shell ? _shell->askToSaveChanges(file) : 2;
+            if (answer == 2)
                 return false;
+            if (answer == 0) {
+                MVError error;
+                if (!file->save(&error)) {
+                    if (_shell)
+                        _shell->presentError(error, document.get());
+                    return false;
+                }
             }
         }
     }

@@ -177,6 +177,14 @@ void MVShell::quit()
 {
     if (!MVDocumentController::sharedController().reviewUnsavedDocuments())
         return;
+    // Every edited file has had its answer: the windows close without asking
+    // again (quitting closes every window, and a window asks on close).
+    for (auto &[document, window] : _windows) {
+        if (window) {
+            window->detachDocument();
+            window->close();
+        }
+    }
     QApplication::quit();
 }
 

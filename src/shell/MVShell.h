@@ -30,7 +30,8 @@ public:
     QStringList runModalOpenPanel() override;
     void showInfoWindow() override;
 
-    // Asks about unsaved changes, then quits; stays if the user cancels.
+    // Asks once about each edited file, then closes every window and quits;
+    // stays if the user cancels.
     void quit();
     void showAbout();
 
