@@ -8,6 +8,7 @@
 #include "platform/MVUserDefaults.h"
 
 #include <QCoreApplication>
+#include <QObject>
 #include <QDir>
 #include <QFileInfo>
 #include <QUrl>
@@ -186,8 +187,9 @@ MVDocument *MVDocumentController::openDocumentWithContentsOfFile(const QString &
     const bool isDirectory = info.isDir();
     if (!exists && _shell) {
         _shell->showProjectManager();
-        _shell->alertOnProjectManager(QStringLiteral("Unable to load project"),
-                                      QStringLiteral("Check the project directory and configuration"));
+        // The same alert serves projects and plain files: it names the path.
+        _shell->alertOnProjectManager(QObject::tr("Unable to open “%1”: it does not exist.").arg(path),
+                                      QObject::tr("Check the path, or the project directory and configuration."));
     }
 
     // An open project that contains the path takes it; with "open in the

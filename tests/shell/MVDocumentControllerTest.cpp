@@ -119,7 +119,8 @@ TEST_F(DocumentController, AMissingPathAlertsOnTheProjectManagerAndOpensNothing)
 {
     EXPECT_FALSE(controller.openDocumentWithContentsOfFile(dir.file("gone.html"), true));
     ASSERT_EQ(shell.recordedAlerts().size(), 1);
-    EXPECT_EQ(shell.recordedAlerts().first(), "Unable to load project | Check the project directory and configuration");
+    EXPECT_EQ(shell.recordedAlerts().first(), "Unable to open “" + dir.file("gone.html") + "”: it does not exist. | "
+                                              "Check the path, or the project directory and configuration.");
     EXPECT_TRUE(controller.documents().empty());
     ASSERT_TRUE(shell.projectManagerWindow());
     EXPECT_TRUE(shell.projectManagerWindow()->isVisible());
