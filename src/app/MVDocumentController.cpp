@@ -98,8 +98,13 @@ bool MVDocumentController::applicationOpenFiles(const QStringList &paths)
 void MVDocumentController::applicationDidFinishLaunching()
 {
     MVUserDefaults &store = MVUserDefaults::standard();
-    if (store.boolForKey(QStringLiteral("MVShowSiteManager")))
+    if (store.boolForKey(QStringLiteral("MVShowSiteManager"))) {
         showProjectManager();
+        // The manager shows even when paths were opened, but behind them:
+        // the last document opened stays in front.
+        if (_shell && !_documents.empty())
+            _shell->showDocumentWindow(_documents.back().get());
+    }
     // The information window appears once for each new version.
     const QString version = QCoreApplication::applicationVersion();
     if (store.stringForKey(QStringLiteral("mvDisplayInfoView")) != version && _shell) {

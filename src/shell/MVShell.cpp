@@ -1,16 +1,30 @@
 #include "shell/MVShell.h"
 
+#include "app/Defaults.h"
 #include "app/MVDocument.h"
 #include "app/MVDocumentController.h"
+#include "platform/MVUserDefaults.h"
 #include "shell/MVDocumentWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
+
+namespace {
+
+// A path under the home directory written with "~", as the user knows it.
+QString homeRelativePath(const QString &path)
+{
+    const QString home = QDir::homePath();
+    return path.startsWith(home + QLatin1Char('/')) ? QStringLiteral("~") + path.mid(home.size()) : path;
+}
+
+} // namespace
 
 MVShell::MVShell() = default;
 
@@ -26,6 +40,7 @@ void MVShell::showProjectManager()
     if (!_projectManager)
         _projectManager = new MVProjectManagerWindow(this);
     _projectManager->refresh();
+    _frontWindow = _projectManager;
     _projectManager->show();
     _projectManager->raise();
     _projectManager->activateWindow();
@@ -94,6 +109,7 @@ void MVShell::showDocumentWindow(MVDocument *document)
         document->setWindow(window);
     }
     window->refresh();
+    _frontWindow = window;
     window->show();
     window->raise();
     window->activateWindow();
@@ -202,11 +218,15 @@ void MVShell::showInfoWindow()
         _recordedAlerts << QStringLiteral("info window");
         return;
     }
+    // On the window shown last, so that it stands in front of it rather than
+    // of a hidden leader window behind everything.
     auto *box = new QMessageBox(QMessageBox::Information, QObject::tr("Welcome to Morvel"),
                                 QObject::tr("<b>Welcome to Morvel %1</b>").arg(QApplication::applicationVersion()),
-                                QMessageBox::Ok);
-    box->setInformativeText(QObject::tr("Open a file, a folder as a project, or a recent item from the project "
-                                        "manager. Preferences and languages live in ~/.local/share/Morvel."));
+                                QMessageBox::Ok, _frontWindow.data());
+    box->setInformativeText(
+        QObject::tr("Open a file, a folder as a project, or a recent item from the project manager. "
+                    "Preferences are kept in %1; your languages, themes and snippets in %2.")
+            .arg(homeRelativePath(MVUserDefaults::standardPath()), homeRelativePath(Defaults::tildePath())));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setModal(false);
     box->show();

@@ -47,6 +47,8 @@ private:
     QWidget *_parentFor(MVDocument *document) const;
 
     QPointer<MVProjectManagerWindow> _projectManager;
+    // The window shown last: the parent of windows that belong to none.
+    QPointer<QWidget> _frontWindow;
     std::map<MVDocument *, QPointer<MVDocumentWindow>> _windows;
     bool _recording = false;
     QStringList _recordedAlerts;
