@@ -171,6 +171,11 @@ QStringList MVShell::runModalOpenPanel()
         return _openPanelAnswer;
     // Directories open as projects, so the panel accepts them as well as files.
     QFileDialog dialog(QApplication::activeWindow(), QObject::tr("Open"));
+    // Start beside the current document; else in the home folder, never in
+    // whatever folder the process happened to start in.
+    const MVDocument *current = MVDocumentController::sharedController().currentDocument();
+    const QString currentPath = current ? current->fileName() : QString();
+    dialog.setDirectory(currentPath.isEmpty() ? QDir::homePath() : QFileInfo(currentPath).absolutePath());
     dialog.setFileMode(QFileDialog::ExistingFiles);
     dialog.setOption(QFileDialog::DontUseNativeDialog, false);
     QStringList chosen;
