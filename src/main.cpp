@@ -15,6 +15,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QTimer>
 #include <QUrl>
 
 namespace {
@@ -72,13 +73,18 @@ int main(int argc, char **argv)
         QApplication::exit(0);
     });
 
-    controller.applicationWillFinishLaunching();
-    controller.handleArguments(arguments);
-    controller.applicationDidFinishLaunching();
-    const MVError keptText = MVUnsavedTextKeeper::questionForKeptText(
-        [&controller](const QString &path) { controller.openDocumentWithContentsOfFile(path, true); });
-    if (!keptText.isNull())
-        MVMainThread::async([&shell, keptText] { shell.presentError(keptText, nullptr); });
+    // The launch runs inside the event loop: a termination signal that comes
+    // while a launch alert waits for an answer then ends the loop as well,
+    // instead of only closing the alert and leaving the editor running.
+    QTimer::singleShot(0, &app, [&controller, &shell, arguments] {
+        controller.applicationWillFinishLaunching();
+        controller.handleArguments(arguments);
+        controller.applicationDidFinishLaunching();
+        const MVError keptText = MVUnsavedTextKeeper::questionForKeptText(
+            [&controller](const QString &path) { controller.openDocumentWithContentsOfFile(path, true); });
+        if (!keptText.isNull())
+            MVMainThread::async([&shell, keptText] { shell.presentError(keptText, nullptr); });
+    });
 
     const int status = app.exec();
     controller.waitForStartupItems();
