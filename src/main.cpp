@@ -10,6 +10,7 @@
 #include "projects/MVProjectDocument.h"
 #include "platform/MVStringTable.h"
 #include "platform/MVTerminationSignal.h"
+#include "platform/MVUserNotices.h"
 #include "shell/MVShell.h"
 
 #include <QApplication>
@@ -62,6 +63,10 @@ int main(int argc, char **argv)
     controller.registerDocumentClass(MVDocumentKind::Project, [] { return std::make_shared<MVProjectDocument>(); });
     MVShell shell;
     controller.setShell(&shell);
+    // Notices from the loading of languages and preferences, each told once.
+    MVUserNotices::setPresenter([&shell](const QString &message, const QString &informativeText) {
+        shell.presentError(MVError::morvel(0, message, informativeText), nullptr);
+    });
     instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
     // The session ends the editor without asking about edited documents:
@@ -88,6 +93,7 @@ int main(int argc, char **argv)
 
     const int status = app.exec();
     controller.waitForStartupItems();
+    MVUserNotices::setPresenter(nullptr);
     controller.setShell(nullptr);
     return status;
 }
