@@ -67,6 +67,13 @@ public:
     // The title of the language for the status bar.
     QString languageName() const;
 
+    // Posted when a general editing preference changed; every view then
+    // runs updateAttributes.
+    static QString editorPrefsChangeNotification() { return QStringLiteral("MorvelEditorPrefsChange"); }
+    // Font, tab width, wrapping and invisible characters, read again from
+    // the preferences.
+    void updateAttributes();
+
 private:
     bool _loadLargeUTF8(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding);
     bool _applyDecoded(const std::optional<QString> &string, const MVError &decodeError, const QString &actionName,
@@ -76,4 +83,5 @@ private:
     MVStringEncoding _encoding = 0;
     FileEncodings::ByteOrderMark _byteOrderMark = FileEncodings::ByteOrderMark::None;
     int _lineBreak = 0;
+    MVObservation _editorPrefsChange;
 };

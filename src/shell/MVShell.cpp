@@ -5,6 +5,7 @@
 #include "app/MVDocumentController.h"
 #include "platform/MVUserDefaults.h"
 #include "shell/MVDocumentWindow.h"
+#include "shell/MVPreferencesWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
 #include <QApplication>
@@ -33,6 +34,7 @@ MVShell::~MVShell()
     for (auto &[document, window] : _windows)
         delete window.data();
     delete _projectManager.data();
+    delete _preferences.data();
 }
 
 void MVShell::showProjectManager()
@@ -215,6 +217,16 @@ void MVShell::showAbout()
                        QObject::tr("<b>Morvel %1</b><p>A text editor for web developers: local files, "
                                    "projects and remote sites.</p>")
                            .arg(QApplication::applicationVersion()));
+}
+
+void MVShell::showPreferences()
+{
+    if (!_preferences)
+        _preferences = new MVPreferencesWindow;
+    _preferences->refresh();
+    _preferences->show();
+    _preferences->raise();
+    _preferences->activateWindow();
 }
 
 void MVShell::showInfoWindow()

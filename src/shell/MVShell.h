@@ -2,6 +2,7 @@
 
 #include "app/MVApplicationShell.h"
 #include "shell/MVDocumentWindow.h"
+#include "shell/MVPreferencesWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
 #include <QObject>
@@ -34,8 +35,11 @@ public:
     // stays if the user cancels.
     void quit();
     void showAbout();
+    // The one preferences window, brought to the front.
+    void showPreferences();
 
     MVProjectManagerWindow *projectManagerWindow() const { return _projectManager; }
+    MVPreferencesWindow *preferencesWindow() const { return _preferences; }
     MVDocumentWindow *windowForDocument(MVDocument *document) const;
 
     // For tests: alerts are recorded instead of shown, and answered with these.
@@ -47,6 +51,7 @@ private:
     QWidget *_parentFor(MVDocument *document) const;
 
     QPointer<MVProjectManagerWindow> _projectManager;
+    QPointer<MVPreferencesWindow> _preferences;
     // The window shown last: the parent of windows that belong to none.
     QPointer<QWidget> _frontWindow;
     std::map<MVDocument *, QPointer<MVDocumentWindow>> _windows;
