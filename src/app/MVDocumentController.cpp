@@ -8,9 +8,9 @@
 #include "platform/MVUserDefaults.h"
 
 #include <QCoreApplication>
-#include <QObject>
 #include <QDir>
 #include <QFileInfo>
+#include <QObject>
 #include <QUrl>
 
 #include <algorithm>
