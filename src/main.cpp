@@ -67,8 +67,6 @@ int main(int argc, char **argv)
     MVUserNotices::setPresenter([&shell](const QString &message, const QString &informativeText) {
         shell.presentError(MVError::morvel(0, message, informativeText), nullptr);
     });
-    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
-
     // The session ends the editor without asking about edited documents:
     // their text is kept aside first. exit, not quit: quit first asks every
     // window to close and gives up when an open question (a dialog without a
@@ -77,6 +75,8 @@ int main(int argc, char **argv)
         MVUnsavedTextKeeper::keep(controller.documents());
         QApplication::exit(0);
     });
+    // Listening last: once the socket is there, the signals are handled.
+    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
     // The launch runs inside the event loop: a termination signal that comes
     // while a launch alert waits for an answer then ends the loop as well,

@@ -53,10 +53,12 @@ protected:
         editor.start(QCoreApplication::applicationDirPath() + "/morvel", arguments);
         if (!editor.waitForStarted(30000))
             return -1;
+        // The instance's socket comes after its signal handling is set up.
         const QString lastMade = home.file(waitFor);
+        const QString socket = home.file("runtime/morvel.sock");
         QElapsedTimer timer;
         timer.start();
-        while (!QFileInfo::exists(lastMade) && timer.elapsed() < 60000)
+        while (!(QFileInfo::exists(lastMade) && QFileInfo::exists(socket)) && timer.elapsed() < 60000)
             QThread::msleep(50);
         QThread::msleep(waitFor.endsWith("Projects") ? 200 : 1500);
         ::kill(static_cast<pid_t>(editor.processId()), SIGTERM);
