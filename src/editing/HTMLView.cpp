@@ -1,5 +1,6 @@
 #include "editing/HTMLView.h"
 
+#include "app/Defaults.h"
 #include "files/GeneralUtility.h"
 #include "language/MVBundle.h"
 #include "platform/MVUserDefaults.h"
@@ -22,6 +23,20 @@ HTMLView::HTMLView(QWidget *parent)
 {
     const qint64 kind = MVUserDefaults::standard().integerForKey(QStringLiteral("MVLineBreak"));
     _lineBreak = kind >= 0 && kind <= 2 ? int(kind) : 0;
+    updateAttributes();
+    _editorPrefsChange = MVObservation(editorPrefsChangeNotification(), nullptr,
+                                       [this](const MVNotification &) { updateAttributes(); });
+}
+
+void HTMLView::updateAttributes()
+{
+    const MVUserDefaults &defaults = MVUserDefaults::standard();
+    setFont(Defaults::defaultFont());
+    const qint64 tabSize = defaults.integerForKey(QStringLiteral("MVTabSizeKey"));
+    setTabWidth(tabSize > 0 ? int(tabSize) : 4);
+    setWrapsText(defaults.boolForKey(QStringLiteral("MVWrapText")));
+    setShowsInvisibleCharacters(defaults.boolForKey(QStringLiteral("MVShowInvisibles")));
+    viewport()->update();
 }
 
 HTMLView::~HTMLView() = default;

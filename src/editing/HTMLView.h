@@ -73,6 +73,13 @@ public:
     // The title of the language for the status bar.
     QString languageName() const;
 
+    // Posted when a general editing preference changed; every view then
+    // runs updateAttributes.
+    static QString editorPrefsChangeNotification() { return QStringLiteral("MorvelEditorPrefsChange"); }
+    // Font, tab width, wrapping and invisible characters, read again from
+    // the preferences.
+    void updateAttributes();
+
 private:
     bool _loadLargeUTF8(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding);
     bool _applyDecoded(const std::optional<QString> &string, const MVError &decodeError, const QString &actionName,
@@ -84,4 +91,5 @@ private:
     FileEncodings::ByteOrderMark _byteOrderMark = FileEncodings::ByteOrderMark::None;
     int _lineBreak = 0;
     bool _keepBreaksAsGiven = false;
+    MVObservation _editorPrefsChange;
 };

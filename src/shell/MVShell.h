@@ -2,6 +2,7 @@
 
 #include "app/MVApplicationShell.h"
 #include "shell/MVDocumentWindow.h"
+#include "shell/MVPreferencesWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
 #include <QObject>
@@ -31,11 +32,15 @@ public:
     QStringList runModalOpenPanel() override;
     void showInfoWindow() override;
 
-    // Asks about unsaved changes, then quits; stays if the user cancels.
+    // Asks once about each edited file, then closes every window and quits;
+    // stays if the user cancels.
     void quit();
     void showAbout();
+    // The one preferences window, brought to the front.
+    void showPreferences();
 
     MVProjectManagerWindow *projectManagerWindow() const { return _projectManager; }
+    MVPreferencesWindow *preferencesWindow() const { return _preferences; }
     MVDocumentWindow *windowForDocument(MVDocument *document) const;
 
     // For tests: alerts are recorded instead of shown, and answered with these.
@@ -48,6 +53,9 @@ private:
     QWidget *_parentFor(MVDocument *document) const;
 
     QPointer<MVProjectManagerWindow> _projectManager;
+    QPointer<MVPreferencesWindow> _preferences;
+    // The window shown last: the parent of windows that belong to none.
+    QPointer<QWidget> _frontWindow;
     std::map<MVDocument *, QPointer<MVDocumentWindow>> _windows;
     bool _recording = false;
     QStringList _recordedAlerts;

@@ -130,6 +130,7 @@ public:
     void setInvisiblesColor(const QColor &color);
     QColor textColor() const { return _textColor; }
     QColor backgroundColor() const { return _backgroundColor; }
+    QColor currentLineColor() const { return _currentLineColor; }
 
     // Geometry, all in viewport coordinates.
     // The caret rectangle for the location (for pop-ups); empty if not shown.

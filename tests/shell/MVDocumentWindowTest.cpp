@@ -1,3 +1,4 @@
+#include "app/Defaults.h"
 #include "app/MVDocumentController.h"
 #include "documents/MVFileDocument.h"
 #include "documents/MVMultiFileDocument.h"
@@ -8,15 +9,18 @@
 #include "projects/MVProjectDocument.h"
 #include "shell/MVDocumentWindow.h"
 #include "shell/MVEncodingMenu.h"
+#include "shell/MVPreferencesWindow.h"
 #include "shell/MVShell.h"
 #include "support/TestEnvironment.h"
 #include "text/MVTextStorage.h"
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QComboBox>
 #include <QFile>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QSpinBox>
 #include <QTabWidget>
 #include <QTest>
 #include <QTimer>
@@ -287,4 +291,47 @@ TEST_F(DocumentWindowTest, AFileThatIsNotTextOpensOnlyWhenAskedAndReadOnly)
     EXPECT_TRUE(controller.openDocumentWithContentsOfFile(dir.write("notes", "plain words\n"), true));
     EXPECT_EQ(shell.recordedAlerts().size(), questions);
     shell.setOpenAsTextAnswer(false);
+
+TEST_F(DocumentWindowTest, PreferencesAreWrittenAndAppliedToOpenViewsAtOnce)
+{
+    MVUserDefaults &prefs = MVUserDefaults::standard();
+    MVDocument *document = controller.openDocumentWithContentsOfFile(dir.write("page.html", "<p>text</p>\n"), true);
+    ASSERT_TRUE(document);
+    HTMLView *view = windowOf(document)->activeFileDocument()->textView();
+    ASSERT_TRUE(view);
+
+    shell.showPreferences();
+    MVPreferencesWindow *preferences = shell.preferencesWindow();
+    ASSERT_TRUE(preferences && preferences->isVisible());
+
+    preferences->tabWidthChooser()->setValue(7);
+    EXPECT_EQ(prefs.integerForKey("MVTabSizeKey"), 7);
+    EXPECT_EQ(view->tabWidth(), 7);
+
+    preferences->fontSizeChooser()->setValue(17);
+    EXPECT_EQ(Defaults::defaultFont().pointSize(), 17);
+    EXPECT_EQ(view->font().pointSize(), 17);
+
+    preferences->howToOpenFilesChooser()->setCurrentIndex(0);
+    EXPECT_EQ(prefs.integerForKey("MVHowToOpenFiles"), 0);
+
+    // The dark theme: its colours reach the view, and the caret line's band
+    // stays dark, close to the background and far from the text.
+    QComboBox *themes = preferences->themeChooser();
+    const int dark = themes->findData("com.morvelworks.morvel.themes.dark");
+    ASSERT_GE(dark, 0);
+    themes->setCurrentIndex(dark);
+    EXPECT_EQ(prefs.stringForKey("MVCurrentThemeID"), "com.morvelworks.morvel.themes.dark");
+    EXPECT_EQ(view->backgroundColor(), QColor("#1e2127"));
+    EXPECT_LT(view->currentLineColor().lightness(), 70);
+    EXPECT_GT(view->textColor().lightness() - view->currentLineColor().lightness(), 120);
+
+    // A view made later reads the same settings.
+    MVDocument *second = controller.openDocumentWithContentsOfFile(dir.write("other.css", "p {}\n"), true);
+    ASSERT_TRUE(second);
+    HTMLView *later = windowOf(second)->activeFileDocument()->textView();
+    EXPECT_EQ(later->tabWidth(), 7);
+    EXPECT_EQ(later->backgroundColor(), QColor("#1e2127"));
+    themes->setCurrentIndex(themes->findData("com.morvelworks.morvel.themes.light"));
+    preferences->close();
 }
