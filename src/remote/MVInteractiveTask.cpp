@@ -60,8 +60,10 @@ bool MVInteractiveTask::writeCommand(const QString &command)
         return false;
     std::lock_guard lock(_queueLock);
     _commandQueue.append(command);
-    if (_commandQueue.size() == 1)
+    if (_commandQueue.size() == 1) {
+        _headWritten = true;
         return _reallyWriteCommand(command);
+    }
     return true;
 }
 
@@ -105,8 +107,10 @@ void MVInteractiveTask::_run()
             _masterFD = master;
             _pid = pid;
             // A command queued before the child existed goes out now.
-            if (!_commandQueue.isEmpty())
+            if (!_commandQueue.isEmpty()) {
+                _headWritten = true;
                 _reallyWriteCommand(_commandQueue.first());
+            }
         }
     }
     if (master < 0) {
@@ -197,6 +201,13 @@ void MVInteractiveTask::childDidExitWithStatus(int, int status)
 
 void MVInteractiveTask::_finishedCommand(bool hadError)
 {
+    // Only a command written before this output ends with it; one written
+    // while the client was idle (its first prompt) still waits for its answer.
+    bool headWasWritten;
+    {
+        std::lock_guard lock(_queueLock);
+        headWasWritten = _headWritten;
+    }
     std::shared_ptr<MVInteractiveTaskDelegate> delegate;
     {
         std::lock_guard lock(_delegateLock);
@@ -206,8 +217,12 @@ void MVInteractiveTask::_finishedCommand(bool hadError)
         delegate->taskFinishedCommandWithOutput(this, _output.lines(), hadError);
     _output.clearLines();
     std::lock_guard lock(_queueLock);
-    if (!_commandQueue.isEmpty())
+    if (!_commandQueue.isEmpty() && headWasWritten) {
         _commandQueue.removeFirst();
-    if (!_commandQueue.isEmpty())
+        _headWritten = false;
+    }
+    if (!_commandQueue.isEmpty() && !_headWritten) {
+        _headWritten = true;
         _reallyWriteCommand(_commandQueue.first());
+    }
 }

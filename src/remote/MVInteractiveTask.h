@@ -86,6 +86,7 @@ private:
     MVTerminalOutput _output;
     std::mutex _queueLock;
     QStringList _commandQueue;
+    bool _headWritten = false; // the head of _commandQueue has gone to the client
     std::mutex _delegateLock;
     std::weak_ptr<MVInteractiveTaskDelegate> _delegate;
     std::thread _thread;

@@ -97,7 +97,7 @@ bool MVPseudoTerminal::spawn(const QString &path, const QStringList &arguments, 
         const int code = errno;
         if (write(2, execFailure.constData(), execFailure.size()) > 0) {
             const char *reason = strerror(code);
-            if (write(2, reason, strlen(reason)) > 0 && write(2, "\r\n", 2) > 0) {
+            if (write(2, reason, strlen(reason)) > 0 && write(2, "\n", 1) > 0) {
             }
         }
         _exit(1);

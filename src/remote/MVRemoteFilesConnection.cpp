@@ -171,8 +171,10 @@ bool MVRemoteFilesConnection::writeCommand(const QString &command)
         return false;
     std::lock_guard lock(_queueLock);
     _commandQueue.append(command);
-    if (_commandQueue.size() == 1)
+    if (_commandQueue.size() == 1) {
+        _headWritten = true;
         return _reallyWriteCommand(command);
+    }
     return true;
 }
 
@@ -412,12 +414,23 @@ bool MVRemoteFilesConnection::_answerHostKeyQuestion()
 
 void MVRemoteFilesConnection::_finishedCommand()
 {
+    // Only a command written before this output ends with it; one written
+    // while the client was idle (its first prompt) still waits for its answer.
+    bool headWasWritten;
+    {
+        std::lock_guard lock(_queueLock);
+        headWasWritten = _headWritten;
+    }
     if (const auto delegate = _currentDelegate())
         delegate->connectionFinishedCommandWithOutput(this, _output.lines());
     _output.clearLines();
     std::lock_guard lock(_queueLock);
-    if (!_commandQueue.isEmpty())
+    if (!_commandQueue.isEmpty() && headWasWritten) {
         _commandQueue.removeFirst();
-    if (!_commandQueue.isEmpty())
+        _headWritten = false;
+    }
+    if (!_commandQueue.isEmpty() && !_headWritten) {
+        _headWritten = true;
         _reallyWriteCommand(_commandQueue.first());
+    }
 }

@@ -91,6 +91,7 @@ private:
     MVTerminalDecoder _logDecoder;
     std::mutex _queueLock;
     QStringList _commandQueue;
+    bool _headWritten = false; // the head of _commandQueue has gone to the client
     std::atomic<bool> _hasTimedOut{false};
     QByteArray _prompt;
     QString _executablePath;

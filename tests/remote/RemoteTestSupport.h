@@ -4,6 +4,8 @@
 #include "remote/MVRemoteLogDelegate.h"
 #include "remote/actions/MVRemoteFileActionDelegate.h"
 
+#include "support/QtPrinters.h"
+
 #include <QStringList>
 
 #include <chrono>
