@@ -29,8 +29,16 @@ bool RecordingDelegate::actionShouldTrustHostKey(MVRemoteFileAction *, const QSt
 
 void RecordingDelegate::appendStringToLog(const QString &text)
 {
+    const QByteArray processes = watchDescendants ? ProcessCensus::descendantsCommandLinesAndEnvironments() : QByteArray();
     std::lock_guard lock(_lock);
     _log += text;
+    _descendants += processes;
+}
+
+QByteArray RecordingDelegate::descendants() const
+{
+    std::lock_guard lock(_lock);
+    return _descendants;
 }
 
 std::optional<RecordingDelegate::Finish> RecordingDelegate::next(std::chrono::milliseconds timeout)
@@ -115,6 +123,23 @@ bool ProcessCensus::waitForThreads(int count)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
+}
+
+QList<int> ProcessCensus::descendantsOf(int pid)
+{
+    const QList<ProcessEntry> processes = allProcesses();
+    QList<int> tree{pid};
+    for (bool grew = true; grew;) {
+        grew = false;
+        for (const ProcessEntry &entry : processes) {
+            if (tree.contains(entry.parent) && !tree.contains(entry.pid)) {
+                tree.append(entry.pid);
+                grew = true;
+            }
+        }
+    }
+    tree.removeFirst();
+    return tree;
 }
 
 QByteArray ProcessCensus::descendantsCommandLinesAndEnvironments()

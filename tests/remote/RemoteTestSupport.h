@@ -38,6 +38,10 @@ public:
 
     bool expectInput = false;
     bool trustHostKeys = false;
+    // Keeps the command lines and environments of this process's
+    // descendants at each piece of log, while the client is alive.
+    bool watchDescendants = false;
+    QByteArray descendants() const;
 
 private:
     mutable std::mutex _lock;
@@ -46,6 +50,7 @@ private:
     qsizetype _taken = 0;
     QString _log;
     QStringList _fingerprints;
+    QByteArray _descendants;
 };
 
 // What the process holds, to see that nothing is left behind.
@@ -56,6 +61,8 @@ int threads();
 int zombies();
 // Waits up to a few seconds for the thread count to fall to at most count.
 bool waitForThreads(int count);
+// The processes started by pid, and theirs, and so on.
+QList<int> descendantsOf(int pid);
 // The command lines and environments of all descendants of this process.
 QByteArray descendantsCommandLinesAndEnvironments();
 }

@@ -2,6 +2,27 @@
 
 #include "remote/MVRemoteFilesConnection.h"
 
+#include <QRegularExpression>
+
+namespace {
+
+// cadaver reports a failed command in words, often with no status number:
+// "Listing collection `/dav/': could not connect to server.",
+// "Could not create collection: ...", "... failed:".
+bool davLinesIndicateError(const QStringList &lines)
+{
+    static const QRegularExpression failure(
+        QStringLiteral("^Could not |: could not |failed[.:]?$|^Connection to .* closed|^Not connected"),
+        QRegularExpression::CaseInsensitiveOption);
+    for (const QString &line : lines) {
+        if (failure.match(line).hasMatch())
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 std::shared_ptr<MVCommandAction> MVCommandAction::actionWithConnection(const std::shared_ptr<MVRemoteFilesConnection> &connection,
                                                                        const QString &command, bool isFatal)
 {
@@ -41,6 +62,8 @@ void MVCommandAction::connectionFinishedCommandWithOutput(MVRemoteFilesConnectio
     // A client that ended instead of coming back to its prompt failed too.
     bool result = !statusCodeIsError(code) && connection->state() == MVRemoteFilesConnection::AtPrompt;
     if (connection->type() == MVRemoteFilesConnection::SFTP && linesIndicateError(lines, _command))
+        result = false;
+    if (connection->type() == MVRemoteFilesConnection::WebDAV && davLinesIndicateError(lines.mid(1)))
         result = false;
     _finish(result, code);
 }
