@@ -50,7 +50,7 @@ TEST(RemoteActionTest, SftpFailureLines)
         {"cd \"f\"", {"cd \"f\"", "Can't change directory: \"/home/u/f\" is not a directory"}, true},
         {"put \"a\" \"/root/a\"", {"put \"a\" \"/root/a\"", "Uploading a to /root/a", "dest open \"/root/a\": Permission denied"}, true},
         {"put \"missing\"", {"put \"missing\"", "stat local \"missing\": No such file or directory"}, true},
-        {"get \"x\"", {"get \"x\"", "File \"/home/u/x\" not found."}, true},
+        {"get \"x\"", {"get \"x\"", "File \"/home/u/x\" not found.\r"}, true},
         {"get \"a\" \"/root/none/a\"", {"get \"a\" \"/root/none/a\"", "Couldn't open local file \"/root/none/a\" for writing: No such file or directory"}, true},
         {"ls \"q\"", {"ls \"q\"", "Can't ls: \"/home/u/q\" not found"}, true},
         {"pwd", {"pwd", "Connection closed"}, true},

@@ -15,7 +15,7 @@ bool davLinesIndicateError(const QStringList &lines)
         QStringLiteral("^Could not |: could not |failed[.:]?$|^Connection to .* closed|^Not connected"),
         QRegularExpression::CaseInsensitiveOption);
     for (const QString &line : lines) {
-        if (failure.match(line).hasMatch())
+        if (failure.match(line.trimmed()).hasMatch())
             return true;
     }
     return false;

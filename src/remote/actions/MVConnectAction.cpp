@@ -90,6 +90,8 @@ MVError MVConnectAction::errorWithStatusCode(int) const
                              .replace(QStringLiteral("%@"), _host);
     if (!_detail.isEmpty())
         suggestion = _detail;
+    else if (_state == 2 || _state == 3)
+        suggestion = MVLocalizedString(QStringLiteral("The remote host \"%1\" did not accept the user name or password.")).arg(_host);
     return MVError::morvel(1, MVLocalizedString(QStringLiteral("Could Not Connect")), suggestion);
 }
 

@@ -73,9 +73,10 @@ bool MVRemoteFileAction::linesIndicateError(const QStringList &lines, const QStr
         "|Connection lost|File exists|Is a directory)\\.?$"));
     const QString echo = command.trimmed();
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        const QString &line = lines.at(i);
+        // Messages sftp writes to its standard error may end in a stray CR.
+        const QString line = lines.at(i).trimmed();
         // The terminal's echo of the command, once or twice at the start.
-        if (!echo.isEmpty() && i < 2 && line.trimmed().endsWith(echo))
+        if (!echo.isEmpty() && i < 2 && line.endsWith(echo))
             continue;
         if (failure.match(line).hasMatch())
             return true;

@@ -137,6 +137,7 @@ int main(int argc, char **argv)
         const auto command = MVCommandAction::actionWithConnection(connection, QString::fromStdString(line), false);
         command->runWithDelegate(delegate);
         const auto [ok, code] = delegate->wait();
+        if (getenv("MV_SHELL_DEBUG")) std::cerr << "[" << command->output().join(QLatin1Char('|')).toStdString() << "]\n";
         if (!ok)
             std::cerr << "[failed, status " << code << "]\n";
         if (connection->state() != MVRemoteFilesConnection::AtPrompt) {
