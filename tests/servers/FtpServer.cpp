@@ -53,6 +53,7 @@ QString FtpServer::configure(quint16 port)
                               "connect_from_port_20=NO\n"
                               "secure_chroot_dir=%5\n"
                               "pam_service_name=%6\n"
+                              "delay_failed_login=0\n"
                               "seccomp_sandbox=NO\n"
                               "isolate=NO\n"
                               "isolate_network=NO\n"

@@ -66,6 +66,8 @@ TEST(ServersTest, FtpLogsTheAccountInAndStoresAFileThroughPassiveMode)
     ASSERT_TRUE(control.open(ftp.port()));
     EXPECT_TRUE(control.reply().startsWith("220"));
     EXPECT_TRUE(control.command("USER " + ftp.user().toUtf8()).startsWith("331"));
+    EXPECT_TRUE(control.command("PASS wrong").startsWith("530"));
+    EXPECT_TRUE(control.command("USER " + ftp.user().toUtf8()).startsWith("331"));
     ASSERT_TRUE(control.command("PASS " + ftp.password().toUtf8()).startsWith("230")) << ftp.log().toStdString();
     EXPECT_EQ(control.command("PWD"), "257 \"" + ftp.rootDirectory().toUtf8() + "\" is the current directory");
     EXPECT_TRUE(control.command("TYPE I").startsWith("200"));

@@ -274,13 +274,21 @@ QString TestServer::log() const
     return text;
 }
 
+QString TestServer::addDirectory(const QString &relativePath) const
+{
+    const QString path = QDir::cleanPath(_rootDirectory + QLatin1Char('/') + relativePath);
+    if (!QDir().mkpath(path))
+        return {};
+    for (QString dir = path; dir.startsWith(_rootDirectory + QLatin1Char('/')); dir = QFileInfo(dir).path())
+        chownToAccount(dir);
+    return path;
+}
+
 QString TestServer::addFile(const QString &relativePath, const QByteArray &contents) const
 {
-    const QString path = _rootDirectory + QLatin1Char('/') + relativePath;
-    const QString parent = QFileInfo(path).path();
-    QDir().mkpath(parent);
-    for (QString dir = parent; dir.startsWith(_rootDirectory + QLatin1Char('/')); dir = QFileInfo(dir).path())
-        chownToAccount(dir);
+    const QString path = QDir::cleanPath(_rootDirectory + QLatin1Char('/') + relativePath);
+    if (addDirectory(QFileInfo(relativePath).path()).isEmpty())
+        return {};
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(contents) != contents.size())
         return {};

@@ -46,6 +46,8 @@ public:
     // Puts a file below the root directory, owned by the test account so
     // the client can also replace or delete it. Returns its path.
     QString addFile(const QString &relativePath, const QByteArray &contents) const;
+    // The same for a directory (and its missing parents).
+    QString addDirectory(const QString &relativePath) const;
 
 protected:
     TestServer(const QString &name, const QString &program);
