@@ -125,12 +125,9 @@ TEST(MVTheme, EditsMarkTheThemeModified)
     const MVTheme fresh;
     EXPECT_TRUE(fresh.modified());
     EXPECT_EQ(fresh.title(), "New Theme");
-    EXPECT_EQ(fresh.backgroundColor(), QColor(Qt::white));
-    EXPECT_EQ(fresh.insertionPointColor(), fresh.textColor());
 }
 
-class MVThemeCommit : public ResourcesFixture
-{};
+using MVThemeCommit = ResourcesFixture;
 
 TEST_F(MVThemeCommit, WritesChangedThemesToTheUserFolder)
 {
