@@ -1,6 +1,7 @@
 #include "editing/HTMLView.h"
 
 #include "files/GeneralUtility.h"
+#include "files/MVTextFileReader.h"
 #include "language/MVBundle.h"
 #include "platform/MVUserDefaults.h"
 #include "text/MVTextBuffer.h"
@@ -9,12 +10,10 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QStringDecoder>
 
 namespace {
 // Files from this size on are decoded a piece at a time when they are UTF-8.
 constexpr qsizetype LargeFileSize = 8 * 1024 * 1024;
-constexpr qsizetype DecodePieceSize = 4 * 1024 * 1024;
 } // namespace
 
 HTMLView::HTMLView(QWidget *parent)
@@ -91,23 +90,14 @@ bool HTMLView::_loadLargeUTF8(const QByteArray &data, const QString &path, MVStr
     const MVStringEncoding encoding = storedEncoding ? storedEncoding : FileEncodings::_encodingForPath(path, data);
     if (encoding != FileEncodings::UTF8Encoding)
         return false;
-    QStringDecoder decoder(QStringDecoder::Utf8);
     MVTextBuffer buffer;
-    QString carried;
-    for (qsizetype at = 0; at < data.size(); at += DecodePieceSize) {
-        QString piece = carried + decoder.decode(QByteArrayView(data).sliced(at, qMin(DecodePieceSize, data.size() - at)));
-        if (decoder.hasError())
+    MVTextFileReader::UTF8Appender appender(buffer, GeneralUtility::LineBreakKind(_lineBreak));
+    for (qsizetype at = 0; at < data.size(); at += MVTextFileReader::PieceSize) {
+        if (!appender.append(QByteArrayView(data).sliced(at, qMin(MVTextFileReader::PieceSize, data.size() - at))))
             return false;
-        carried.clear();
-        // A CR at the end of a piece may be the first half of a CR LF.
-        if (at + DecodePieceSize < data.size() && piece.endsWith(QLatin1Char('\r'))) {
-            carried = QStringLiteral("\r");
-            piece.chop(1);
-        }
-        buffer.append(GeneralUtility::switchLineBreaks(piece, GeneralUtility::LineBreakKind(_lineBreak)));
     }
-    if (!carried.isEmpty())
-        buffer.append(GeneralUtility::switchLineBreaks(carried, GeneralUtility::LineBreakKind(_lineBreak)));
+    if (!appender.finish())
+        return false;
     setText(std::move(buffer));
     undoManager()->removeAllActions();
     _encoding = FileEncodings::UTF8Encoding;
@@ -119,12 +109,18 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
                             MVError *error)
 {
     if (actionName.isEmpty() && QFileInfo(path).size() >= LargeFileSize) {
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray data = file.readAll();
-            if (file.error() == QFileDevice::NoError && _loadLargeUTF8(data, path, storedEncoding))
-                return true;
+        // Read a piece at a time, never holding all the bytes beside the text.
+        const MVTextFileReader::Request request{path, storedEncoding, FileEncodings::defaultEncoding(),
+                                                GeneralUtility::LineBreakKind(_lineBreak)};
+        const std::atomic<bool> never{false};
+        MVTextFileReader::Result result = MVTextFileReader::read(request, never);
+        if (!result.ok) {
+            if (error)
+                *error = result.error;
+            return false;
         }
+        loadFromBuffer(std::move(result.buffer), result.encoding, result.mark, result.error);
+        return true;
     }
     MVStringEncoding encoding = storedEncoding;
     MVError decodeError;
@@ -151,6 +147,17 @@ bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStrin
         _byteOrderMark = mark;
     }
     return _applyDecoded(string, decodeError, actionName, error);
+}
+
+void HTMLView::loadFromBuffer(MVTextBuffer &&buffer, MVStringEncoding encoding, FileEncodings::ByteOrderMark mark,
+                              const MVError &warning)
+{
+    setText(std::move(buffer));
+    undoManager()->removeAllActions();
+    _encoding = encoding;
+    _byteOrderMark = mark;
+    if (!warning.isNull() && warning.code() == 16 && _interfaceDelegate)
+        _interfaceDelegate->htmlViewHadError(this, warning, false);
 }
 
 void HTMLView::loadFromString(const QString &string, const QString &actionName)

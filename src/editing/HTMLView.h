@@ -52,6 +52,11 @@ public:
     bool loadFromData(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding,
                       const QString &actionName, MVError *error);
     void loadFromString(const QString &string, const QString &actionName);
+    // Takes a text read elsewhere (a large file decoded on a worker) as a
+    // load without an action name: the buffer is moved in, not copied; the
+    // warning (a fallback encoding) goes to the interface delegate.
+    void loadFromBuffer(MVTextBuffer &&buffer, MVStringEncoding encoding, FileEncodings::ByteOrderMark mark,
+                        const MVError &warning);
 
     MVStringEncoding stringEncoding() const { return _encoding; }
     void setStringEncoding(MVStringEncoding encoding) { _encoding = encoding; }

@@ -81,6 +81,27 @@ void MVTextViewSearchTarget::undoableSetString(const QString &text, const QStrin
     _view->scrollRangeToVisible({0, 0});
 }
 
+void MVTextViewSearchTarget::undoableReplaceInFullString(const std::vector<MVSearch::Replacement> &replacements,
+                                                         const QString &actionName)
+{
+    if (!_view)
+        return;
+    if (_view->textStorage()->attachmentCount() > 0) {
+        // Folded text counts in the full text's locations, not the view's.
+        MVSearchTextView::undoableReplaceInFullString(replacements, actionName);
+        return;
+    }
+    // Without folds the full text is the view's: the ranges are changed in
+    // place, in one pass, and the undo step keeps only what they held.
+    std::vector<MVTextBuffer::Edit> edits;
+    edits.reserve(replacements.size());
+    for (const MVSearch::Replacement &replacement : replacements)
+        edits.push_back({replacement.range, replacement.text});
+    _view->replaceRanges(edits, actionName);
+    _view->breakUndoCoalescing();
+    _view->scrollRangeToVisible(_view->selectedRange());
+}
+
 void MVTextViewSearchTarget::beep()
 {
     QApplication::beep();
