@@ -1,15 +1,15 @@
 #include "app/Defaults.h"
 #include "app/MVDocumentController.h"
+#include "documents/MVMultiFileDocument.h"
+#include "documents/MVSingleFileDocument.h"
+#include "documents/MVUnsavedTextKeeper.h"
 #include "files/MVFileCategories.h"
 #include "files/MVInotifyWatcher.h"
-#include "files/MVMultiFileDocument.h"
-#include "files/MVSingleFileDocument.h"
-#include "files/MVUnsavedTextKeeper.h"
 #include "platform/MVMainThread.h"
 #include "platform/MVSingleInstance.h"
-#include "projects/MVProjectDocument.h"
 #include "platform/MVStringTable.h"
 #include "platform/MVTerminationSignal.h"
+#include "projects/MVProjectDocument.h"
 #include "shell/MVShell.h"
 
 #include <QApplication>
@@ -61,16 +61,18 @@ int main(int argc, char **argv)
     controller.registerDocumentClass(MVDocumentKind::Project, [] { return std::make_shared<MVProjectDocument>(); });
     MVShell shell;
     controller.setShell(&shell);
-    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
-
-    // The session ends the editor without asking about edited documents:
-    // their text is kept aside first. exit, not quit: quit first asks every
-    // window to close and gives up when an open question (a dialog without a
-    // cancel button) refuses, which would leave the editor running.
+    // Installed before the socket appears, so that whoever can reach the
+    // editor can also end it in order. The session ends the editor without
+    // asking about edited documents: their text is kept aside first. exit,
+    // not quit: quit first asks every window to close and gives up when an
+    // open question (a dialog without a cancel button) refuses, which would
+    // leave the editor running.
     MVTerminationSignal::install([&controller] {
         MVUnsavedTextKeeper::keep(controller.documents());
         QApplication::exit(0);
     });
+
+    instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
     controller.applicationWillFinishLaunching();
     controller.handleArguments(arguments);

@@ -38,13 +38,6 @@ qint64 leadingNumber(const QString &text)
 
 } // namespace
 
-QString MVCanonicalPath(const QString &path)
-{
-    const QFileInfo info(path);
-    const QString canonical = info.canonicalFilePath();
-    return canonical.isEmpty() ? QDir::cleanPath(info.absoluteFilePath()) : canonical;
-}
-
 MVDocumentController &MVDocumentController::sharedController()
 {
     static MVDocumentController controller;

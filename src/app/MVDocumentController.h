@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/MVDocument.h"
+#include "platform/MVCanonicalPath.h"
 #include "platform/MVRange.h"
 
 #include <QString>
@@ -94,7 +95,3 @@ private:
     std::thread _configurationThread;
     bool _filesLoaded = false;
 };
-
-// Canonical form of a path for comparisons: links resolved where the file
-// exists, cleaned and absolute where it does not.
-QString MVCanonicalPath(const QString &path);

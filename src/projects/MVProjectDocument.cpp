@@ -1,7 +1,7 @@
 #include "projects/MVProjectDocument.h"
 
-#include "app/MVDocumentController.h"
 #include "files/MVRootFile.h"
+#include "platform/MVCanonicalPath.h"
 
 #include <QFileInfo>
 

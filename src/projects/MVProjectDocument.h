@@ -1,6 +1,6 @@
 #pragma once
 
-#include "files/MVMultiFileDocument.h"
+#include "documents/MVMultiFileDocument.h"
 
 #include <memory>
 

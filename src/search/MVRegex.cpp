@@ -48,9 +48,7 @@ struct Pcre;
         using JitStack = pcre2_jit_stack_##W; \
         using Unit = PCRE2_UCHAR##W; \
         static constexpr auto compile = pcre2_compile_##W; \
-        static constexpr auto codeFree = pcre2_code_free_##W; \
         static constexpr auto jitCompile = pcre2_jit_compile_##W; \
-        static constexpr auto patternInfo = pcre2_pattern_info_##W; \
         static constexpr auto match = pcre2_match_##W; \
         static constexpr auto matchDataCreate = pcre2_match_data_create_##W; \
         static constexpr auto matchDataFree = pcre2_match_data_free_##W; \

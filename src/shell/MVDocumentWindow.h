@@ -1,6 +1,6 @@
 #pragma once
 
-#include "files/MVFileDocumentDelegate.h"
+#include "documents/MVFileDocumentDelegate.h"
 
 #include <QMainWindow>
 

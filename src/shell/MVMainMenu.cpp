@@ -3,8 +3,8 @@
 #include "shell/MVFindWindow.h"
 
 #include "app/MVDocumentController.h"
+#include "documents/MVFileDocument.h"
 #include "editing/HTMLView.h"
-#include "files/MVFileDocument.h"
 #include "shell/MVDocumentWindow.h"
 #include "shell/MVEncodingMenu.h"
 #include "shell/MVShell.h"

@@ -1,5 +1,5 @@
 #include "files/MVFile.h"
-#include "files/MVFileDocument.h"
+#include "documents/MVFileDocument.h"
 #include "files/MVRootFile.h"
 #include "projects/MVProjectDocument.h"
 #include "support/TestEnvironment.h"

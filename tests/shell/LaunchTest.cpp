@@ -52,10 +52,13 @@ protected:
         editor.start(QCoreApplication::applicationDirPath() + "/morvel", arguments);
         if (!editor.waitForStarted(30000))
             return -1;
+        // The configuration's last folder, and the editor's socket, which
+        // appears once it handles the termination signal.
         const QString lastMade = home.file(".local/share/Morvel/Projects");
+        const QString socket = home.file("runtime/morvel.sock");
         QElapsedTimer timer;
         timer.start();
-        while (!QFileInfo::exists(lastMade) && timer.elapsed() < 60000)
+        while (!(QFileInfo::exists(lastMade) && QFileInfo::exists(socket)) && timer.elapsed() < 60000)
             QThread::msleep(50);
         QThread::msleep(200);
         ::kill(static_cast<pid_t>(editor.processId()), SIGTERM);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "files/MVFileView.h"
+#include "documents/MVFileView.h"
 
 #include <QPointer>
 

@@ -1,4 +1,4 @@
-#include "files/MVSingleFileDocument.h"
+#include "documents/MVSingleFileDocument.h"
 
 QVariant MVSingleFileDocument::configurationValueForKey(const QString &key, const QString &fileKey) const
 {

@@ -1,8 +1,8 @@
-#include "files/MVFileView.h"
+#include "documents/MVFileView.h"
 
-#include "files/MVFileDocument.h"
-#include "files/MVImageFileView.h"
-#include "files/MVTextFileView.h"
+#include "documents/MVFileDocument.h"
+#include "documents/MVImageFileView.h"
+#include "documents/MVTextFileView.h"
 
 MVFileView::MVFileView(MVFileDocument *document)
     : _document(document)

@@ -1,9 +1,9 @@
-#include "files/MVFileDocument.h"
+#include "documents/MVFileDocument.h"
 
+#include "documents/MVFileDocumentDelegate.h"
+#include "documents/MVFileView.h"
+#include "documents/MVImageFileView.h"
 #include "files/MVFile.h"
-#include "files/MVFileDocumentDelegate.h"
-#include "files/MVFileView.h"
-#include "files/MVImageFileView.h"
 #include "language/MVBundle.h"
 #include "language/MVBundleRepository.h"
 #include "platform/MVLog.h"

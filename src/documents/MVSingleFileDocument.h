@@ -1,6 +1,6 @@
 #pragma once
 
-#include "files/MVFileDocument.h"
+#include "documents/MVFileDocument.h"
 
 // One file in a window of its own, with no tree node. Its per-file settings
 // are one flat record: there is only one file.

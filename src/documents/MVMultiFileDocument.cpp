@@ -1,8 +1,8 @@
-#include "files/MVMultiFileDocument.h"
+#include "documents/MVMultiFileDocument.h"
 
-#include "app/MVDocumentController.h"
 #include "files/MVFile.h"
 #include "files/MVRootFile.h"
+#include "platform/MVCanonicalPath.h"
 
 #include <QFileInfo>
 

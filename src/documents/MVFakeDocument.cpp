@@ -1,4 +1,4 @@
-#include "files/MVFakeDocument.h"
+#include "documents/MVFakeDocument.h"
 
 #include <QUuid>
 

@@ -1,8 +1,8 @@
 // Opening a 100 MB text file end to end: the document reads it, decodes it
 // through the encodings, builds its editing view and paints the first screen.
 #include "app/Defaults.h"
-#include "files/MVFileDocument.h"
-#include "files/MVSingleFileDocument.h"
+#include "documents/MVFileDocument.h"
+#include "documents/MVSingleFileDocument.h"
 
 #include <benchmark/benchmark.h>
 

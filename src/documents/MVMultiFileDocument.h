@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/MVDocument.h"
-#include "files/MVFileDocument.h"
+#include "documents/MVFileDocument.h"
 
 #include <functional>
 #include <map>

@@ -1,9 +1,9 @@
-#include "files/MVUnsavedTextKeeper.h"
+#include "documents/MVUnsavedTextKeeper.h"
 
 #include "app/Defaults.h"
+#include "documents/MVFileDocument.h"
+#include "documents/MVMultiFileDocument.h"
 #include "editing/HTMLView.h"
-#include "files/MVFileDocument.h"
-#include "files/MVMultiFileDocument.h"
 #include "platform/MVAtomicFile.h"
 #include "platform/MVLog.h"
 

@@ -1,4 +1,4 @@
-#include "files/MVImageFileView.h"
+#include "documents/MVImageFileView.h"
 
 #include "files/MVFileCategories.h"
 

@@ -1,4 +1,4 @@
-#include "files/MVTextFileView.h"
+#include "documents/MVTextFileView.h"
 
 #include "app/Defaults.h"
 #include "editing/HTMLView.h"
