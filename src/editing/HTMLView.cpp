@@ -1,5 +1,6 @@
 #include "editing/HTMLView.h"
 
+#include "app/Defaults.h"
 #include "files/GeneralUtility.h"
 #include "files/MVTextFileReader.h"
 #include "language/MVBundle.h"
@@ -10,10 +11,12 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QStringDecoder>
 
 namespace {
 // Files from this size on are decoded a piece at a time when they are UTF-8.
 constexpr qsizetype LargeFileSize = 8 * 1024 * 1024;
+constexpr qsizetype DecodePieceSize = 4 * 1024 * 1024;
 } // namespace
 
 HTMLView::HTMLView(QWidget *parent)
@@ -21,6 +24,20 @@ HTMLView::HTMLView(QWidget *parent)
 {
     const qint64 kind = MVUserDefaults::standard().integerForKey(QStringLiteral("MVLineBreak"));
     _lineBreak = kind >= 0 && kind <= 2 ? int(kind) : 0;
+    updateAttributes();
+    _editorPrefsChange = MVObservation(editorPrefsChangeNotification(), nullptr,
+                                       [this](const MVNotification &) { updateAttributes(); });
+}
+
+void HTMLView::updateAttributes()
+{
+    const MVUserDefaults &defaults = MVUserDefaults::standard();
+    setFont(Defaults::defaultFont());
+    const qint64 tabSize = defaults.integerForKey(QStringLiteral("MVTabSizeKey"));
+    setTabWidth(tabSize > 0 ? int(tabSize) : 4);
+    setWrapsText(defaults.boolForKey(QStringLiteral("MVWrapText")));
+    setShowsInvisibleCharacters(defaults.boolForKey(QStringLiteral("MVShowInvisibles")));
+    viewport()->update();
 }
 
 HTMLView::~HTMLView() = default;
@@ -48,30 +65,51 @@ void HTMLView::undoableInsertText(const QString &text, const QString &actionName
     breakUndoCoalescing();
 }
 
+QString HTMLView::textForInsertion(const QString &text) const
+{
+    // Typed, pasted and dropped text takes the document's kind of break, so
+    // that a CR LF file stays CR LF on every line.
+    if (_keepBreaksAsGiven)
+        return text;
+    return GeneralUtility::switchLineBreaks(text, GeneralUtility::LineBreakKind(_lineBreak));
+}
+
 void HTMLView::undoableSetString(const QString &string, const QString &actionName)
 {
     const MVRange old = selectedRange();
     setSelectedRange(MVRange{0, textStorage()->length()});
-    undoableInsertText(GeneralUtility::switchLineBreaks(string, GeneralUtility::LineBreakKind(_lineBreak)), actionName);
+    undoableInsertText(string, actionName);
     const qsizetype length = textStorage()->length();
     setSelectedRange(MVRange{qMin(old.location, length), 0});
 }
 
 bool HTMLView::_applyDecoded(const std::optional<QString> &string, const MVError &decodeError,
-                             const QString &actionName, MVError *error)
+                             const QString &actionName, MVError *error, bool fromFile)
 {
     if (!string) {
         if (error)
             *error = decodeError;
         return false;
     }
+    // A file's text keeps its line breaks as they are, and the view takes
+    // the kind of its first one; other text is brought to the view's kind.
+    if (fromFile) {
+        if (const auto kind = GeneralUtility::firstLineBreakKind(*string))
+            _lineBreak = *kind;
+    }
+    const bool keeping = _keepBreaksAsGiven;
+    _keepBreaksAsGiven = fromFile;
     if (actionName.isEmpty()) {
-        setString(*string);
+        if (fromFile)
+            MVSyntaxHighlightingTextView::setString(*string);
+        else
+            setString(*string);
         // Old steps name places in the old text: they cannot be undone now.
         undoManager()->removeAllActions();
     } else {
         undoableSetString(*string, actionName);
     }
+    _keepBreaksAsGiven = keeping;
     // A fallback decoding is a warning, not a failure.
     if (!decodeError.isNull() && decodeError.code() == 16 && _interfaceDelegate)
         _interfaceDelegate->htmlViewHadError(this, decodeError, false);
@@ -79,7 +117,7 @@ bool HTMLView::_applyDecoded(const std::optional<QString> &string, const MVError
 }
 
 // A large UTF-8 file goes straight from its bytes into the text buffer, a
-// piece at a time with its line breaks converted on the way, so that only
+// piece at a time with its line breaks as they are, so that only
 // the bytes and one copy of the text are ever in memory together. False
 // (and nothing changed) when the bytes are not all valid UTF-8: the whole
 // decoding with its fallback takes over.
@@ -90,14 +128,31 @@ bool HTMLView::_loadLargeUTF8(const QByteArray &data, const QString &path, MVStr
     const MVStringEncoding encoding = storedEncoding ? storedEncoding : FileEncodings::_encodingForPath(path, data);
     if (encoding != FileEncodings::UTF8Encoding)
         return false;
+    QStringDecoder decoder(QStringDecoder::Utf8);
     MVTextBuffer buffer;
-    MVTextFileReader::UTF8Appender appender(buffer, GeneralUtility::LineBreakKind(_lineBreak));
-    for (qsizetype at = 0; at < data.size(); at += MVTextFileReader::PieceSize) {
-        if (!appender.append(QByteArrayView(data).sliced(at, qMin(MVTextFileReader::PieceSize, data.size() - at))))
+    QString carried;
+    std::optional<GeneralUtility::LineBreakKind> kind;
+    for (qsizetype at = 0; at < data.size(); at += DecodePieceSize) {
+        QString piece = carried + decoder.decode(QByteArrayView(data).sliced(at, qMin(DecodePieceSize, data.size() - at)));
+        if (decoder.hasError())
             return false;
+        carried.clear();
+        // A CR at the end of a piece may be the first half of a CR LF.
+        if (at + DecodePieceSize < data.size() && piece.endsWith(QLatin1Char('\r'))) {
+            carried = QStringLiteral("\r");
+            piece.chop(1);
+        }
+        if (!kind)
+            kind = GeneralUtility::firstLineBreakKind(piece, carried.isEmpty());
+        buffer.append(piece);
     }
-    if (!appender.finish())
-        return false;
+    if (!carried.isEmpty()) {
+        if (!kind)
+            kind = GeneralUtility::MacLineBreak;
+        buffer.append(carried);
+    }
+    if (kind)
+        _lineBreak = *kind;
     setText(std::move(buffer));
     undoManager()->removeAllActions();
     _encoding = FileEncodings::UTF8Encoding;
@@ -110,8 +165,7 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
 {
     if (actionName.isEmpty() && QFileInfo(path).size() >= LargeFileSize) {
         // Read a piece at a time, never holding all the bytes beside the text.
-        const MVTextFileReader::Request request{path, storedEncoding, FileEncodings::defaultEncoding(),
-                                                GeneralUtility::LineBreakKind(_lineBreak)};
+        const MVTextFileReader::Request request{path, storedEncoding, FileEncodings::defaultEncoding()};
         const std::atomic<bool> never{false};
         MVTextFileReader::Result result = MVTextFileReader::read(request, never);
         if (!result.ok) {
@@ -119,7 +173,7 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
                 *error = result.error;
             return false;
         }
-        loadFromBuffer(std::move(result.buffer), result.encoding, result.mark, result.error);
+        loadFromBuffer(std::move(result.buffer), result.encoding, result.mark, result.lineBreak, result.error);
         return true;
     }
     MVStringEncoding encoding = storedEncoding;
@@ -130,7 +184,7 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
         _encoding = encoding;
         _byteOrderMark = mark;
     }
-    return _applyDecoded(string, decodeError, actionName, error);
+    return _applyDecoded(string, decodeError, actionName, error, true);
 }
 
 bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding,
@@ -146,12 +200,14 @@ bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStrin
         _encoding = encoding;
         _byteOrderMark = mark;
     }
-    return _applyDecoded(string, decodeError, actionName, error);
+    return _applyDecoded(string, decodeError, actionName, error, true);
 }
 
 void HTMLView::loadFromBuffer(MVTextBuffer &&buffer, MVStringEncoding encoding, FileEncodings::ByteOrderMark mark,
-                              const MVError &warning)
+                              std::optional<GeneralUtility::LineBreakKind> lineBreak, const MVError &warning)
 {
+    if (lineBreak)
+        _lineBreak = *lineBreak;
     setText(std::move(buffer));
     undoManager()->removeAllActions();
     _encoding = encoding;
@@ -162,7 +218,7 @@ void HTMLView::loadFromBuffer(MVTextBuffer &&buffer, MVStringEncoding encoding, 
 
 void HTMLView::loadFromString(const QString &string, const QString &actionName)
 {
-    _applyDecoded(string, MVError(), actionName, nullptr);
+    _applyDecoded(string, MVError(), actionName, nullptr, false);
 }
 
 QString HTMLView::lineBreakName(int type)
@@ -179,23 +235,35 @@ QString HTMLView::lineBreakName(int type)
 
 void HTMLView::setLineBreakType(int type)
 {
-    if (type < 0 || type > 2 || type == _lineBreak)
+    if (type < 0 || type > 2 || !isEditable())
+        return;
+    const QString text = fullString();
+    const QString converted = GeneralUtility::switchLineBreaks(text, GeneralUtility::LineBreakKind(type));
+    // Picking the kind the view has already still evens out a mixed text.
+    if (type == _lineBreak && converted == text)
         return;
     const int old = _lineBreak;
     _lineBreak = type;
-    const QString converted = GeneralUtility::switchLineBreaks(fullString(), GeneralUtility::LineBreakKind(type));
     MVUndoManager *undo = undoManager();
     undo->beginUndoGrouping();
     // Undoing restores the old kind as well as the old text.
-    QPointer<HTMLView> self(this);
-    undo->registerUndo([self, old] {
-        if (self)
-            self->setLineBreakType(old);
-    });
-    if (converted != fullString())
+    _registerLineBreakKindUndo(old);
+    if (converted != text)
         undoableSetString(converted, QStringLiteral("Set Line Break Type"));
     undo->setActionName(QStringLiteral("Set Line Break Type"));
     undo->endUndoGrouping();
+}
+
+void HTMLView::_registerLineBreakKindUndo(int kind)
+{
+    QPointer<HTMLView> self(this);
+    undoManager()->registerUndo([self, kind] {
+        if (!self)
+            return;
+        const int current = self->_lineBreak;
+        self->_lineBreak = kind;
+        self->_registerLineBreakKindUndo(current);
+    });
 }
 
 QString HTMLView::languageName() const

@@ -3,9 +3,8 @@
 #include <QFile>
 #include <QFileInfo>
 
-MVTextFileReader::UTF8Appender::UTF8Appender(MVTextBuffer &buffer, GeneralUtility::LineBreakKind lineBreak)
+MVTextFileReader::UTF8Appender::UTF8Appender(MVTextBuffer &buffer)
     : _buffer(buffer)
-    , _lineBreak(lineBreak)
 {
 }
 
@@ -22,14 +21,18 @@ bool MVTextFileReader::UTF8Appender::append(QByteArrayView bytes)
     _carriedCR = piece.endsWith(QLatin1Char('\r'));
     if (_carriedCR)
         piece.chop(1);
-    _buffer.append(GeneralUtility::switchLineBreaks(piece, _lineBreak));
+    if (!_firstLineBreak)
+        _firstLineBreak = GeneralUtility::firstLineBreakKind(piece);
+    _buffer.append(piece);
     return true;
 }
 
 bool MVTextFileReader::UTF8Appender::finish()
 {
     if (_carriedCR) {
-        _buffer.append(GeneralUtility::switchLineBreaks(QStringLiteral("\r"), _lineBreak));
+        if (!_firstLineBreak)
+            _firstLineBreak = GeneralUtility::MacLineBreak;
+        _buffer.append(QStringLiteral("\r"));
         _carriedCR = false;
     }
     // The decoder keeps the start of a character cut off at the end of a
@@ -100,7 +103,7 @@ MVTextFileReader::Result MVTextFileReader::read(const Request &request, const st
             result.mark = FileEncodings::ByteOrderMark::UTF8;
             first = first.sliced(3);
         }
-        UTF8Appender appender(result.buffer, request.lineBreak);
+        UTF8Appender appender(result.buffer);
         bool valid = appender.append(first);
         while (valid && done < total) {
             if (cancelled.load()) {
@@ -118,6 +121,7 @@ MVTextFileReader::Result MVTextFileReader::read(const Request &request, const st
         }
         if (valid && appender.finish()) {
             result.ok = true;
+            result.lineBreak = appender.firstLineBreak();
             result.encoding = encoding;
             return result;
         }
@@ -151,7 +155,8 @@ MVTextFileReader::Result MVTextFileReader::read(const Request &request, const st
     bytes = QByteArray();
     if (!text)
         return result;
-    result.buffer.setText(GeneralUtility::switchLineBreaks(*text, request.lineBreak));
+    result.lineBreak = GeneralUtility::firstLineBreakKind(*text);
+    result.buffer.setText(*text);
     result.encoding = used;
     result.ok = true;
     return result;

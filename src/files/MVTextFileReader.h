@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
 // Reads a text file and decodes it into a text buffer, ready to be handed to
 // a view. read() touches nothing that belongs to the main thread (the
@@ -31,8 +32,6 @@ public:
         // contents decide, and then defaultEncoding.
         MVStringEncoding encoding = 0;
         MVStringEncoding defaultEncoding = FileEncodings::UTF8Encoding;
-        // Every line break of the text becomes this kind.
-        GeneralUtility::LineBreakKind lineBreak = GeneralUtility::UnixLineBreak;
     };
 
     struct Result
@@ -44,6 +43,9 @@ public:
         MVTextBuffer buffer;
         MVStringEncoding encoding = 0;
         FileEncodings::ByteOrderMark mark = FileEncodings::ByteOrderMark::None;
+        // The kind of the text's first line break; nothing without one.
+        // The breaks themselves stay as they are in the file.
+        std::optional<GeneralUtility::LineBreakKind> lineBreak;
         // The failure, or with ok the warning (code 16) that the fallback
         // encoding was used.
         MVError error;
@@ -57,21 +59,22 @@ public:
     // Reads and decodes; stops soon after cancelled becomes true.
     static Result read(const Request &request, const std::atomic<bool> &cancelled, const Progress &progress = {});
 
-    // Decodes UTF-8 handed over a piece at a time into a buffer, with the
-    // line breaks brought to one kind. A CR at the end of a piece waits for
-    // the next, which may begin with its LF.
+    // Decodes UTF-8 handed over a piece at a time into a buffer, line
+    // breaks as they are, noting the kind of the first. A CR at the end of
+    // a piece waits for the next, which may begin with its LF.
     class UTF8Appender
     {
     public:
-        UTF8Appender(MVTextBuffer &buffer, GeneralUtility::LineBreakKind lineBreak);
+        explicit UTF8Appender(MVTextBuffer &buffer);
         // False once the bytes so far are not valid UTF-8.
         bool append(QByteArrayView bytes);
         // Ends the text; false if it ends inside a character.
         bool finish();
+        std::optional<GeneralUtility::LineBreakKind> firstLineBreak() const { return _firstLineBreak; }
 
     private:
         MVTextBuffer &_buffer;
-        GeneralUtility::LineBreakKind _lineBreak;
+        std::optional<GeneralUtility::LineBreakKind> _firstLineBreak;
         QStringDecoder _decoder{QStringDecoder::Utf8};
         // The last bytes given, to tell whether the text ends inside a character.
         QByteArray _tail;
