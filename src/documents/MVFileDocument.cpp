@@ -16,9 +16,13 @@
 #include "text/MVTextStorage.h"
 #include "text/MVUndoManager.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QThreadPool>
+
+#include <atomic>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -66,12 +70,28 @@ QString saveFailureSuggestion()
         QStringLiteral("Please check that you have write permissions and that your file encoding is valid."));
 }
 
+qint64 &backgroundReadSizeSetting()
+{
+    static qint64 size = 8 * 1024 * 1024;
+    return size;
+}
+
 } // namespace
+
+// A read under way on a worker: the flag that stops it, and how far it got.
+struct MVFileDocument::Loading
+{
+    std::atomic<bool> cancelled{false};
+    qint64 done = 0;
+    qint64 total = 0;
+};
 
 MVFileDocument::MVFileDocument() = default;
 
 MVFileDocument::~MVFileDocument()
 {
+    if (_loading)
+        _loading->cancelled = true;
     if (HTMLView *view = textView()) {
         view->setInterfaceDelegate(nullptr);
         view->setOuterDelegate(nullptr);
@@ -95,6 +115,18 @@ bool MVFileDocument::readFromFile(const QString &path, MVError *error)
         return fail(QStringLiteral("The file does not exist."));
     if (!info.isFile())
         return fail(QStringLiteral("It is not a regular file."));
+    if (!_fileView && info.size() >= backgroundReadSize() && QCoreApplication::instance()) {
+        // Read on a worker once the view exists, so that the window appears at once.
+        QFile probe(path);
+        if (!probe.open(QIODevice::ReadOnly))
+            return fail(probe.errorString());
+        const QByteArray start = probe.read(TextProbeSize);
+        _setFileName(info.absoluteFilePath(), false);
+        _readOnly = !MVImageFileView::canDisplayPath(fileName()) && !looksLikeText(fileName(), start);
+        _diskStamp = _stampForPath(fileName());
+        _readInBackground = true;
+        return true;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return fail(file.errorString());
@@ -147,11 +179,15 @@ QWidget *MVFileDocument::viewWithSuggestedFrame()
     MVError error;
     bool loaded = true;
     const MVStringEncoding stored = fileConfigurationValueForKey(EncodingKey).toUInt();
-    if (_hasLoadedData) {
+    if (_readInBackground && textView()) {
+        _readInBackground = false;
+        _startReading(stored);
+    } else if (_hasLoadedData) {
         loaded = _fileView->loadFromData(_loadedData, fileName(), stored, QString(), &error);
         _loadedData = QByteArray();
         _hasLoadedData = false;
     } else if (!fileName().isEmpty() && QFileInfo::exists(fileName())) {
+        _readInBackground = false;
         loaded = _fileView->loadFromPath(fileName(), stored, QString(), &error);
         _diskStamp = _stampForPath(fileName());
     }
@@ -159,12 +195,102 @@ QWidget *MVFileDocument::viewWithSuggestedFrame()
         _presentError(error);
     _savedRevision = _currentRevision();
     _reportedEdited = isDocumentEdited();
-    if (HTMLView *view = textView()) {
+    if (HTMLView *view = textView(); view && !_loading) {
         const MVRange clamped = MVIntersectionRange(_selection, MVRange{0, view->textStorage()->length()});
         _selection = clamped.location == MVNotFound ? MVRange{0, 0} : clamped;
         view->setSelectedRange(_selection);
     }
     return _fileView->mainView();
+}
+
+void MVFileDocument::_startReading(MVStringEncoding storedEncoding)
+{
+    HTMLView *view = textView();
+    auto loading = std::make_shared<Loading>();
+    loading->total = QFileInfo(fileName()).size();
+    _loading = loading;
+    view->setEditable(false);
+    // The preference is read here: the worker touches nothing of ours.
+    const MVTextFileReader::Request request{fileName(), storedEncoding, FileEncodings::defaultEncoding()};
+    std::weak_ptr<MVDocument> weak = weak_from_this();
+    QThreadPool::globalInstance()->start([request, loading, weak] {
+        auto progress = [loading, weak](qint64 done, qint64 total) {
+            MVMainThread::async([loading, weak, done, total] {
+                auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
+                if (!self || self->_loading != loading)
+                    return;
+                loading->done = done;
+                loading->total = total;
+                if (self->_delegate)
+                    self->_delegate->documentLoadingChanged(self.get());
+            });
+        };
+        // The buffer is moved to the main thread, never copied.
+        auto result = std::make_shared<MVTextFileReader::Result>(MVTextFileReader::read(request, loading->cancelled, progress));
+        MVMainThread::async([loading, weak, result] {
+            auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
+            if (self && self->_loading == loading)
+                self->_finishReading(*result);
+        });
+    });
+    if (_delegate)
+        _delegate->documentLoadingChanged(this);
+}
+
+void MVFileDocument::_finishReading(MVTextFileReader::Result &result)
+{
+    _loading.reset();
+    HTMLView *view = textView();
+    if (!result.ok) {
+        // Never an empty, editable document over a real file: it closes.
+        _presentError(result.error);
+        if (_delegate)
+            _delegate->documentLoadingChanged(this);
+        if (_delegate)
+            _delegate->documentShouldForceClose(this);
+        return;
+    }
+    view->loadFromBuffer(std::move(result.buffer), result.encoding, result.mark, result.lineBreak, result.error);
+    view->setEditable(!_readOnly);
+    _savedRevision = _currentRevision();
+    _reportedEdited = isDocumentEdited();
+    const MVRange clamped = MVIntersectionRange(_selection, MVRange{0, view->textStorage()->length()});
+    _selection = clamped.location == MVNotFound ? MVRange{0, 0} : clamped;
+    view->setSelectedRange(_selection);
+    view->scrollRangeToVisible(_selection);
+    if (_delegate) {
+        _delegate->documentLoadingChanged(this);
+        _delegate->documentStatusChanged(this);
+    }
+}
+
+double MVFileDocument::loadingProgress() const
+{
+    if (!_loading)
+        return 1.0;
+    return _loading->total > 0 ? double(_loading->done) / double(_loading->total) : 0.0;
+}
+
+void MVFileDocument::cancelLoading()
+{
+    if (!_loading)
+        return;
+    _loading->cancelled = true;
+    _loading.reset();
+    if (_delegate)
+        _delegate->documentLoadingChanged(this);
+    if (_delegate)
+        _delegate->documentShouldForceClose(this);
+}
+
+qint64 MVFileDocument::backgroundReadSize()
+{
+    return backgroundReadSizeSetting();
+}
+
+void MVFileDocument::setBackgroundReadSize(qint64 bytes)
+{
+    backgroundReadSizeSetting() = bytes;
 }
 
 HTMLView *MVFileDocument::textView() const
@@ -174,6 +300,11 @@ HTMLView *MVFileDocument::textView() const
 
 void MVFileDocument::selectRange(MVRange range)
 {
+    if (_loading || _readInBackground) {
+        // The text is not there yet: the range is clamped when it is.
+        _selection = MVMakeRange(qMax<qsizetype>(0, range.location), qMax<qsizetype>(0, range.length));
+        return;
+    }
     const qsizetype length = textView() ? textView()->textStorage()->length() : _loadedData.size();
     const qsizetype location = std::clamp<qsizetype>(range.location, 0, length);
     _selection = MVMakeRange(location, std::clamp<qsizetype>(range.length, 0, length - location));
@@ -359,7 +490,7 @@ void MVFileDocument::_refreshEditedMark()
 
 bool MVFileDocument::canSave() const
 {
-    return textView() != nullptr && !_readOnly;
+    return textView() != nullptr && !_loading && !_readOnly;
 }
 
 bool MVFileDocument::save(MVError *)
@@ -472,8 +603,9 @@ void MVFileDocument::_save(const QString &path, bool saveAs, Completion completi
         if (completion)
             completion(succeeded);
     };
-    if (_saving) {
+    if (_saving || _loading) {
         // One save at a time: the last one is still waiting for its upload.
+        // A text still being read is not there to be written.
         finish(false);
         return;
     }
@@ -641,7 +773,7 @@ MVFileDocument::DiskStamp MVFileDocument::_stampForPath(const QString &path)
 
 bool MVFileDocument::revert(MVError *error)
 {
-    if (fileName().isEmpty())
+    if (fileName().isEmpty() || _loading)
         return false;
     if (!_fileView) {
         MVError readError;
@@ -734,7 +866,7 @@ void MVFileDocument::fileContentsChangedExternally()
 {
     // A deletion also changes the file's attributes (its link count) just
     // before it goes: its removal is reported on its own.
-    if (!_stampForPath(fileName()).valid)
+    if (!_stampForPath(fileName()).valid || _loading)
         return;
     if (!isDocumentEdited()) {
         MVError error;
@@ -836,6 +968,10 @@ void MVFileDocument::deactivate()
 
 void MVFileDocument::close()
 {
+    if (_loading) {
+        _loading->cancelled = true;
+        _loading.reset();
+    }
     MVNotificationCenter::defaultCenter().post(willCloseNotification(), this);
     if (_fileView)
         _fileView->close();

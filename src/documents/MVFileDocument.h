@@ -4,6 +4,7 @@
 #include "editing/HTMLView.h"
 #include "files/FileEncodings.h"
 #include "files/MVFileNodeDocument.h"
+#include "files/MVTextFileReader.h"
 #include "text/MVTextViewDelegate.h"
 
 #include <QByteArray>
@@ -63,6 +64,18 @@ public:
     HTMLView *textView() const;
     // The last range asked for by selectRange, clamped to the text.
     MVRange requestedSelection() const { return _selection; }
+
+    // A file from backgroundReadSize() on is read and decoded on a worker
+    // once its view is made: the window appears at once, with the view
+    // empty and read-only until the text arrives. Meanwhile nothing is
+    // saved, and the delegate hears of the progress.
+    bool isLoading() const { return _loading != nullptr; }
+    // The share of the file read so far, from 0 to 1.
+    double loadingProgress() const;
+    // Stops the reading and closes the document through its delegate.
+    void cancelLoading();
+    static qint64 backgroundReadSize();
+    static void setBackgroundReadSize(qint64 bytes);
 
     // Per-file settings: the project's (none yet) or the document's own, kept
     // in memory under the file's key.
@@ -151,6 +164,9 @@ private:
     void _write(const QString &path, bool saveAs, const QByteArray &bytes, MVStringEncoding encoding,
                 std::uint64_t revision, Completion completion);
     void _reallyReopenUsingEncoding(MVStringEncoding encoding);
+    struct Loading;
+    void _startReading(MVStringEncoding storedEncoding);
+    void _finishReading(MVTextFileReader::Result &result);
 
     MVFileDocumentDelegate *_delegate = nullptr;
     std::shared_ptr<MVFile> _file;
@@ -159,6 +175,8 @@ private:
     std::unique_ptr<MVFileView> _fileView;
     QByteArray _loadedData;
     bool _hasLoadedData = false;
+    bool _readInBackground = false;
+    std::shared_ptr<Loading> _loading;
     DiskStamp _diskStamp;
     MVRange _selection{0, 0};
 

@@ -23,6 +23,9 @@ public:
     virtual void documentStatusChanged(MVFileDocument *document) { (void)document; }
     // A passing warning for the status bar ("Opened using macintosh").
     virtual void documentShowsWarning(MVFileDocument *document, const QString &text) { (void)document; (void)text; }
+    // A read on a worker started, went on (loadingProgress) or ended
+    // (isLoading false): show or hide the progress line.
+    virtual void documentLoadingChanged(MVFileDocument *document) { (void)document; }
     // Bring the document's tab forward.
     virtual void activateDocument(MVFileDocument *document) { (void)document; }
     // Shows an error; choosing one of its recovery options calls it back.

@@ -2,6 +2,7 @@
 
 #include "app/Defaults.h"
 #include "files/GeneralUtility.h"
+#include "files/MVTextFileReader.h"
 #include "language/MVBundle.h"
 #include "platform/MVUserDefaults.h"
 #include "text/MVTextBuffer.h"
@@ -163,12 +164,17 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
                             MVError *error)
 {
     if (actionName.isEmpty() && QFileInfo(path).size() >= LargeFileSize) {
-        QFile file(path);
-        if (file.open(QIODevice::ReadOnly)) {
-            const QByteArray data = file.readAll();
-            if (file.error() == QFileDevice::NoError && _loadLargeUTF8(data, path, storedEncoding))
-                return true;
+        // Read a piece at a time, never holding all the bytes beside the text.
+        const MVTextFileReader::Request request{path, storedEncoding, FileEncodings::defaultEncoding()};
+        const std::atomic<bool> never{false};
+        MVTextFileReader::Result result = MVTextFileReader::read(request, never);
+        if (!result.ok) {
+            if (error)
+                *error = result.error;
+            return false;
         }
+        loadFromBuffer(std::move(result.buffer), result.encoding, result.mark, result.lineBreak, result.error);
+        return true;
     }
     MVStringEncoding encoding = storedEncoding;
     MVError decodeError;
@@ -195,6 +201,19 @@ bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStrin
         _byteOrderMark = mark;
     }
     return _applyDecoded(string, decodeError, actionName, error, true);
+}
+
+void HTMLView::loadFromBuffer(MVTextBuffer &&buffer, MVStringEncoding encoding, FileEncodings::ByteOrderMark mark,
+                              std::optional<GeneralUtility::LineBreakKind> lineBreak, const MVError &warning)
+{
+    if (lineBreak)
+        _lineBreak = *lineBreak;
+    setText(std::move(buffer));
+    undoManager()->removeAllActions();
+    _encoding = encoding;
+    _byteOrderMark = mark;
+    if (!warning.isNull() && warning.code() == 16 && _interfaceDelegate)
+        _interfaceDelegate->htmlViewHadError(this, warning, false);
 }
 
 void HTMLView::loadFromString(const QString &string, const QString &actionName)

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "files/FileEncodings.h"
+#include "files/GeneralUtility.h"
 #include "language/MVSyntaxHighlightingTextView.h"
 
 #include <memory>
+#include <optional>
 
 class HTMLView;
 
@@ -56,6 +58,12 @@ public:
     bool loadFromData(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding,
                       const QString &actionName, MVError *error);
     void loadFromString(const QString &string, const QString &actionName);
+    // Takes a text read elsewhere (a large file decoded on a worker) as a
+    // load without an action name: the buffer is moved in, not copied, its
+    // line breaks as they are; the view takes the kind of the first one;
+    // the warning (a fallback encoding) goes to the interface delegate.
+    void loadFromBuffer(MVTextBuffer &&buffer, MVStringEncoding encoding, FileEncodings::ByteOrderMark mark,
+                        std::optional<GeneralUtility::LineBreakKind> lineBreak, const MVError &warning);
 
     MVStringEncoding stringEncoding() const { return _encoding; }
     void setStringEncoding(MVStringEncoding encoding) { _encoding = encoding; }

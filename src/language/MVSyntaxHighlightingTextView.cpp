@@ -262,9 +262,32 @@ bool MVSyntaxHighlightingTextView::textViewShouldChangeTextInRange(MVTextView *v
     return true;
 }
 
+void MVSyntaxHighlightingTextView::textViewWillReplaceRanges(MVTextView *view, MVRange covering, qsizetype newLength)
+{
+    if (_outerDelegate)
+        _outerDelegate->textViewWillReplaceRanges(view, covering, newLength);
+    if (_colouredUpTo >= 0) {
+        if (covering.end() <= _colouredUpTo)
+            _colouredUpTo += newLength - covering.length;
+        else if (covering.location < _colouredUpTo)
+            _colouredUpTo = covering.location;
+    }
+    _changeRange = MVRange{covering.location, newLength};
+}
+
 void MVSyntaxHighlightingTextView::textDidChange(MVTextView *view)
 {
-    syntaxHighlight(rangeToHighlightForRange(_changeRange));
+    if (_changeRange.length > WholeColouringLength) {
+        // A change of megabytes (Replace All) is coloured like a newly
+        // opened text: its first piece now, the rest on the event loop.
+        if (_colouredUpTo < 0 || _changeRange.location < _colouredUpTo)
+            _colouredUpTo = _changeRange.location;
+        _colourNextPiece(WholeColouringLength);
+        if (_colouredUpTo >= 0)
+            _colouringTimer->start();
+    } else {
+        syntaxHighlight(rangeToHighlightForRange(_changeRange));
+    }
     if (_outerDelegate)
         _outerDelegate->textDidChange(view);
 }

@@ -98,6 +98,7 @@ public:
     // Delegate operations: record the change, colour after it, follow the
     // active parser on jumps of the selection.
     bool textViewShouldChangeTextInRange(MVTextView *view, MVRange range, const QString &replacement) override;
+    void textViewWillReplaceRanges(MVTextView *view, MVRange covering, qsizetype newLength) override;
     void textDidChange(MVTextView *view) override;
     MVRange textViewWillChangeSelectionFromCharacterRange(MVTextView *view, MVRange oldRange, MVRange proposed) override;
     void textViewDidChangeSelection(MVTextView *view, MVRange oldRange) override;

@@ -261,31 +261,45 @@ std::vector<MVSearchResult> MVSearch::findAllForTextViewAsResults(MVSearchTextVi
     return findAllForStringAsResults(fullStringOnMainThread(view));
 }
 
+std::vector<MVSearch::Replacement> MVSearch::replacementsInString(const QString &string) const
+{
+    std::vector<Replacement> replacements;
+    if (!_isRegex && _search.isEmpty())
+        return replacements;
+    MVSearchEnumerator enumerator(*this, string);
+    MVRegexMatch match;
+    const QString plain = _replace.isNull() ? QStringLiteral("") : _replace;
+    while (auto range = enumerator.nextRange(&match)) {
+        if (_isRegex) {
+            QString text;
+            _appendReplacementForMatch(text, string, match, _replace);
+            replacements.push_back({*range, std::move(text)});
+        } else {
+            replacements.push_back({*range, plain});
+        }
+    }
+    return replacements;
+}
+
 int MVSearch::replaceAllInString(QString &string) const
 {
-    if (!_isRegex && _search.isEmpty())
+    const std::vector<Replacement> replacements = replacementsInString(string);
+    if (replacements.empty())
         return 0;
-    MVSearchEnumerator enumerator(*this, string);
     QString result;
+    qsizetype size = string.size();
+    for (const Replacement &replacement : replacements)
+        size += replacement.text.size() - replacement.range.length;
+    result.reserve(size);
     qsizetype copied = 0;
-    int count = 0;
-    MVRegexMatch match;
-    while (auto range = enumerator.nextRange(&match)) {
-        if (count == 0)
-            result.reserve(string.size() + string.size() / 8);
-        result.append(QStringView(string).mid(copied, range->location - copied));
-        if (_isRegex)
-            _appendReplacementForMatch(result, string, match, _replace);
-        else
-            result.append(_replace);
-        copied = range->end();
-        ++count;
+    for (const Replacement &replacement : replacements) {
+        result.append(QStringView(string).mid(copied, replacement.range.location - copied));
+        result.append(replacement.text);
+        copied = replacement.range.end();
     }
-    if (count == 0)
-        return 0;
     result.append(QStringView(string).mid(copied));
     string = std::move(result);
-    return count;
+    return int(replacements.size());
 }
 
 std::optional<QString> MVSearch::replacementForRange(QStringView string, MVRange range) const

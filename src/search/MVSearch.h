@@ -89,6 +89,15 @@ public:
     std::vector<MVRange> findAllForTextView(MVSearchTextView &view) const;
     std::vector<MVSearchResult> findAllForTextViewAsResults(MVSearchTextView &view) const;
 
+    // One match and what replaces it.
+    struct Replacement
+    {
+        MVRange range;
+        QString text;
+    };
+    // Every match of string with its replacement, in order: what Replace
+    // All changes, without building the new text.
+    std::vector<Replacement> replacementsInString(const QString &string) const;
     // Replaces every match in string, building the new text in one pass;
     // each replacement is expanded from the groups of its own match.
     // Returns the number of replacements.

@@ -7,6 +7,23 @@
 
 MVSearchTextView::~MVSearchTextView() = default;
 
+void MVSearchTextView::undoableReplaceInFullString(const std::vector<MVSearch::Replacement> &replacements,
+                                                   const QString &actionName)
+{
+    const QString text = fullString();
+    QString result;
+    qsizetype copied = 0;
+    for (const MVSearch::Replacement &replacement : replacements) {
+        if (replacement.range.location < copied || replacement.range.end() > text.size())
+            break;
+        result.append(QStringView(text).mid(copied, replacement.range.location - copied));
+        result.append(replacement.text);
+        copied = replacement.range.end();
+    }
+    result.append(QStringView(text).mid(copied));
+    undoableSetString(result, actionName);
+}
+
 MVRange MVSearchTextView::nextFoldedBlock(qsizetype, QString *) const
 {
     return MVRange::notFound();

@@ -2,12 +2,13 @@
 
 #include "platform/MVError.h"
 #include "platform/MVRange.h"
+#include "search/MVSearch.h"
 
 #include <QString>
 
 #include <optional>
+#include <vector>
 
-class MVSearch;
 
 // What the find window needs of the text view it searches. Locations are
 // those of the view: a folded block stands in its text as one character
@@ -35,6 +36,11 @@ public:
     virtual void undoableInsertText(const QString &text, const QString &actionName) = 0;
     // Replaces the whole text as one undoable step with the given name.
     virtual void undoableSetString(const QString &text, const QString &actionName) = 0;
+    // Replaces ranges of fullString() (ascending, not overlapping) as one
+    // undoable step with the given name. This one builds the new text and
+    // sets it whole; a view that can change ranges in place does that.
+    virtual void undoableReplaceInFullString(const std::vector<MVSearch::Replacement> &replacements,
+                                             const QString &actionName);
     // Tells the user that nothing was found.
     virtual void beep() {}
 

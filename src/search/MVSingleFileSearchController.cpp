@@ -112,10 +112,12 @@ int MVSingleFileSearchController::replaceAll()
     const MVSearch current = search();
     int count = 0;
     if (_scope == 0) {
-        QString text = _textView->fullString();
-        count = current.replaceAllInString(text);
+        // The matches and their replacements only: the view changes those
+        // ranges in place, and the copy of the text goes before it does.
+        std::vector<MVSearch::Replacement> replacements = current.replacementsInString(_textView->fullString());
+        count = int(replacements.size());
         if (count > 0)
-            _textView->undoableSetString(text, MVLocalizedString(QStringLiteral("Replace All")));
+            _textView->undoableReplaceInFullString(replacements, MVLocalizedString(QStringLiteral("Replace All")));
     } else {
         const MVRange selection = _textView->selectedRange();
         QString text = _textView->fullStringInRange(selection);

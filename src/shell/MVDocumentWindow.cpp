@@ -20,7 +20,10 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHeaderView>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
 #include <QPointer>
 #include <QStatusBar>
 #include <QTabBar>
@@ -52,6 +55,9 @@ MVDocumentWindow::MVDocumentWindow(MVShell *shell, MVDocument *document)
     , _encoding(new QLabel)
     , _lineBreak(new QLabel)
     , _language(new QLabel)
+    , _loadingLine(new QWidget)
+    , _loadingLabel(new QLabel)
+    , _loadingBar(new QProgressBar)
 {
     _tabs->setDocumentMode(true);
     _tabs->setTabsClosable(true);
@@ -61,6 +67,22 @@ MVDocumentWindow::MVDocumentWindow(MVShell *shell, MVDocument *document)
         label->setContentsMargins(6, 0, 6, 0);
         statusBar()->addPermanentWidget(label);
     }
+    // The progress line of a large file being read, with its Cancel.
+    auto *loadingLayout = new QHBoxLayout(_loadingLine);
+    loadingLayout->setContentsMargins(6, 0, 6, 0);
+    _loadingBar->setRange(0, 100);
+    _loadingBar->setTextVisible(false);
+    _loadingBar->setMaximumWidth(200);
+    auto *cancel = new QPushButton(tr("Cancel"));
+    loadingLayout->addWidget(_loadingLabel);
+    loadingLayout->addWidget(_loadingBar);
+    loadingLayout->addWidget(cancel);
+    statusBar()->addWidget(_loadingLine, 1);
+    _loadingLine->hide();
+    connect(cancel, &QPushButton::clicked, this, [this] {
+        if (MVFileDocument *file = activeFileDocument(); file && file->isLoading())
+            file->cancelLoading();
+    });
     MVMainMenu::install(this, shell, document);
     if (document->kind() == MVDocumentKind::Project)
         _buildProjectTree();
@@ -87,6 +109,7 @@ MVDocumentWindow::MVDocumentWindow(MVShell *shell, MVDocument *document)
         MVDocumentController::sharedController().setCurrentDocument(_document->activeDocument());
         _updateStatus();
         _updateTitle();
+        _updateLoadingLine();
     });
     connect(_tabs, &QTabWidget::tabCloseRequested, this, [this](int index) {
         if (MVFileDocument *file = _fileShownBy(_tabs->widget(index)))
@@ -258,6 +281,7 @@ void MVDocumentWindow::refresh()
     }
     _updateTitle();
     _updateStatus();
+    _updateLoadingLine();
 }
 
 void MVDocumentWindow::_updateTitle()
@@ -324,6 +348,23 @@ QString MVDocumentWindow::languageText() const
     return _language->text();
 }
 
+QString MVDocumentWindow::loadingText() const
+{
+    return _loadingLine->isHidden() ? QString() : _loadingLabel->text();
+}
+
+void MVDocumentWindow::_updateLoadingLine()
+{
+    MVFileDocument *file = activeFileDocument();
+    const bool loading = file && file->isLoading();
+    _loadingLine->setHidden(!loading);
+    if (!loading)
+        return;
+    const int percent = int(file->loadingProgress() * 100);
+    _loadingLabel->setText(tr("Opening “%1”… %2 %").arg(file->displayName()).arg(percent));
+    _loadingBar->setValue(percent);
+}
+
 void MVDocumentWindow::_updateStatus()
 {
     MVFileDocument *file = activeFileDocument();
@@ -363,6 +404,12 @@ void MVDocumentWindow::documentStatusChanged(MVFileDocument *document)
 void MVDocumentWindow::documentShowsWarning(MVFileDocument *, const QString &text)
 {
     statusBar()->showMessage(text, 8000);
+}
+
+void MVDocumentWindow::documentLoadingChanged(MVFileDocument *document)
+{
+    if (document == activeFileDocument())
+        _updateLoadingLine();
 }
 
 void MVDocumentWindow::activateDocument(MVFileDocument *document)

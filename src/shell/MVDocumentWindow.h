@@ -13,6 +13,7 @@ class MVFileTreeModel;
 class MVShell;
 class MVTextView;
 class QLabel;
+class QProgressBar;
 class QTabWidget;
 class QTreeView;
 
@@ -45,6 +46,9 @@ public:
     QString encodingText() const;
     QString lineBreakText() const;
     QString languageText() const;
+    // The progress line of a file still being read ("Opening “name”…"), or
+    // empty when it is hidden.
+    QString loadingText() const;
 
     // For tests: answers the save panel instead of showing it.
     static void setSavePanelAnswerForTesting(std::function<QString(MVFileDocument *)> answer);
@@ -53,6 +57,7 @@ public:
     void documentNeedsRefresh(MVFileDocument *document) override;
     void documentStatusChanged(MVFileDocument *document) override;
     void documentShowsWarning(MVFileDocument *document, const QString &text) override;
+    void documentLoadingChanged(MVFileDocument *document) override;
     void activateDocument(MVFileDocument *document) override;
     void presentErrorAlert(const MVError &error) override;
     std::shared_ptr<MVFile> documentBackingFileWillChangeToPath(MVFileDocument *document, const QString &path) override;
@@ -72,6 +77,7 @@ private:
     void _updateTab(MVFileDocument *file);
     void _updateStatus();
     void _updateTitle();
+    void _updateLoadingLine();
     void _removeDocument(MVFileDocument *file);
     void _buildProjectTree();
     void _restoreExpansion(const QModelIndex &parent);
@@ -85,5 +91,8 @@ private:
     QLabel *_encoding;
     QLabel *_lineBreak;
     QLabel *_language;
+    QWidget *_loadingLine;
+    QLabel *_loadingLabel;
+    QProgressBar *_loadingBar;
     MVFileDocument *_activeShown = nullptr;
 };

@@ -132,6 +132,37 @@ void MVTextViewSearchTarget::undoableSetString(const QString &text, const QStrin
     undo->endUndoGrouping();
 }
 
+void MVTextViewSearchTarget::undoableReplaceInFullString(const std::vector<MVSearch::Replacement> &replacements,
+                                                         const QString &actionName)
+{
+    if (!_view)
+        return;
+    if (_view->textStorage()->attachmentCount() > 0) {
+        // Folded text counts in the full text's locations, not the view's.
+        MVSearchTextView::undoableReplaceInFullString(replacements, actionName);
+        return;
+    }
+    // Without folds the full text is the view's: the ranges are changed in
+    // place, in one pass, and the undo step keeps only what they held.
+    // Steps on either side put the view back where the user was, as for
+    // the whole text above.
+    if (replacements.empty() || !_view->isEditable())
+        return;
+    std::vector<MVTextBuffer::Edit> edits;
+    edits.reserve(replacements.size());
+    for (const MVSearch::Replacement &replacement : replacements)
+        edits.push_back({replacement.range, replacement.text});
+    MVUndoManager *undo = _view->undoManager();
+    undo->beginUndoGrouping();
+    registerPlace(_view, placeOf(_view));
+    _view->replaceRanges(edits, actionName);
+    _view->scrollRangeToVisible(_view->selectedRange());
+    registerPlace(_view, placeOf(_view));
+    undo->setActionName(actionName);
+    undo->endUndoGrouping();
+    _view->breakUndoCoalescing();
+}
+
 void MVTextViewSearchTarget::beep()
 {
     QApplication::beep();

@@ -24,6 +24,8 @@ public:
     void showRange(MVRange range) override;
     void undoableInsertText(const QString &text, const QString &actionName) override;
     void undoableSetString(const QString &text, const QString &actionName) override;
+    void undoableReplaceInFullString(const std::vector<MVSearch::Replacement> &replacements,
+                                     const QString &actionName) override;
     void beep() override;
 
 private:

@@ -160,6 +160,118 @@ void MVTextBuffer::_appendBlocks(QStringView text)
     }
 }
 
+// Lays out a text written piece by piece into blocks of the target size,
+// never cutting a CR LF pair.
+class MVTextBuffer::BlockWriter
+{
+public:
+    explicit BlockWriter(std::vector<Block> &blocks) : _blocks(blocks) { _pending.reserve(TargetBlockSize * 2); }
+
+    void append(QStringView text)
+    {
+        while (!text.isEmpty()) {
+            const qsizetype take = qMin(text.size(), TargetBlockSize * 2 - _pending.size());
+            _pending.append(text.left(take));
+            text = text.mid(take);
+            if (_pending.size() >= TargetBlockSize * 2)
+                _flush(false);
+        }
+    }
+
+    void finish() { _flush(true); }
+
+    qsizetype length = 0;
+    qsizetype lineStarts = 0;
+
+private:
+    void _flush(bool all)
+    {
+        QStringView rest(_pending);
+        while (rest.size() >= TargetBlockSize && (all || rest.size() > TargetBlockSize)) {
+            qsizetype take = TargetBlockSize;
+            // A CR at the cut keeps its LF; a CR at the very end waits for
+            // the next piece, which may start with one.
+            if (rest.at(take - 1) == u'\r' && (take == rest.size() ? !all : rest.at(take) == u'\n'))
+                ++take;
+            if (take > rest.size())
+                break;
+            _push(rest.left(take));
+            rest = rest.mid(take);
+        }
+        if (all && (!rest.isEmpty() || _blocks.empty()))
+            _push(rest);
+        _pending = rest.toString();
+        if (all)
+            _pending.clear();
+    }
+
+    void _push(QStringView text)
+    {
+        Block block;
+        block.text = text.toString();
+        _indexBlock(block);
+        length += text.size();
+        lineStarts += qsizetype(block.lineStarts.size());
+        _blocks.push_back(std::move(block));
+    }
+
+    std::vector<Block> &_blocks;
+    QString _pending;
+};
+
+qsizetype MVTextBuffer::replaceRanges(const std::vector<Edit> &edits)
+{
+    // The edits that can be made: in order, without overlap, inside the text.
+    size_t usable = 0;
+    for (qsizetype end = 0; usable < edits.size(); ++usable) {
+        const MVRange range = edits[usable].range;
+        if (range.location < end || range.length < 0 || range.end() > _length)
+            break;
+        end = range.end();
+    }
+    if (usable == 0)
+        return 0;
+
+    std::vector<Block> old = std::move(_blocks);
+    _blocks = std::vector<Block>();
+    _blocks.reserve(old.size() + old.size() / 8);
+    BlockWriter writer(_blocks);
+    size_t next = 0;
+    qsizetype skip = 0; // characters of the current edit's range still to pass over
+    qsizetype start = 0;
+    for (Block &block : old) {
+        const QStringView text(block.text);
+        qsizetype at = 0;
+        while (at < text.size()) {
+            if (skip > 0) {
+                const qsizetype passed = qMin(skip, text.size() - at);
+                at += passed;
+                skip -= passed;
+                continue;
+            }
+            if (next < usable && edits[next].range.location <= start + at) {
+                writer.append(edits[next].text);
+                skip = edits[next].range.length;
+                ++next;
+                continue;
+            }
+            const qsizetype until = next < usable ? qMin(text.size(), edits[next].range.location - start) : text.size();
+            writer.append(text.mid(at, until - at));
+            at = until;
+        }
+        start += text.size();
+        block = Block();
+    }
+    // Insertions at the very end.
+    for (; next < usable; ++next)
+        writer.append(edits[next].text);
+    writer.finish();
+    _length = writer.length;
+    _lineStarts = writer.lineStarts;
+    _indexDirty = true;
+    return qsizetype(usable);
+}
+
 void MVTextBuffer::replace(MVRange range, QStringView text)
 {
     const qsizetype from = qBound<qsizetype>(0, range.location, _length);

@@ -72,6 +72,21 @@ public:
     // Replaces the characters of range (clipped to the text) with text.
     void replace(MVRange range, QStringView text);
 
+    // One replacement of many: range in the text as it is before any of them.
+    struct Edit
+    {
+        MVRange range;
+        QString text;
+    };
+    // Makes every edit at once, in one pass over the text that lays the
+    // blocks out afresh: the cost is the length of the text plus the new
+    // characters, whatever the number of edits. The edits are in ascending
+    // order and do not overlap (an edit that starts before the end of the one
+    // before it, or lies beyond the text, and every edit after it, is left
+    // out). Each old block is let go as soon as it has been read, so the text
+    // is never held twice. Returns the number of edits made.
+    qsizetype replaceRanges(const std::vector<Edit> &edits);
+
     // Lines.
     qsizetype lineCount() const;
     // Start of a line; length() for a line past the end.
@@ -118,6 +133,7 @@ private:
     void _replaceBlocks(qsizetype first, qsizetype last, QString content);
     void _joinCrLfAt(qsizetype block);
     void _appendBlocks(QStringView text);
+    class BlockWriter;
 
     std::vector<Block> _blocks;
     qsizetype _length = 0;

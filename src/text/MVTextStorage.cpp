@@ -103,6 +103,58 @@ void MVTextStorage::_replace(MVRange range, const QString &string, const quint32
     _edited(EditedCharacters | (id ? EditedAttributes : 0), old, string.size() - old.length);
 }
 
+qsizetype MVTextStorage::replaceCharactersInRanges(const std::vector<MVTextBuffer::Edit> &edits)
+{
+    // The attributes the new texts take, read before anything changes.
+    std::vector<quint32> ids;
+    ids.reserve(edits.size());
+    for (qsizetype end = 0; ids.size() < edits.size();) {
+        const MVRange range = edits[ids.size()].range;
+        if (range.location < end || range.length < 0 || range.end() > length())
+            break;
+        end = range.end();
+        if (range.length > 0)
+            ids.push_back(_runs.idAt(range.location));
+        else if (range.location > 0)
+            ids.push_back(_runs.idAt(range.location - 1));
+        else
+            ids.push_back(length() > 0 ? _runs.idAt(0) : 0);
+    }
+    const qsizetype made = _buffer.replaceRanges(edits);
+    Q_ASSERT(made == qsizetype(ids.size()));
+    if (made == 0)
+        return 0;
+    // From the last edit back, so that the earlier positions still hold.
+    qsizetype delta = 0;
+    for (qsizetype i = made - 1; i >= 0; --i) {
+        const MVTextBuffer::Edit &edit = edits[size_t(i)];
+        _runs.remove(edit.range.location, edit.range.length);
+        _runs.insert(edit.range.location, edit.text.size(), ids[size_t(i)]);
+        delta += edit.text.size() - edit.range.length;
+    }
+    if (!_attachments.empty()) {
+        // One walk over the attachments and the edits together.
+        std::map<qsizetype, std::shared_ptr<MVTextAttachment>> moved;
+        qsizetype shift = 0;
+        qsizetype next = 0;
+        for (auto &[position, attachment] : _attachments) {
+            while (next < made && edits[size_t(next)].range.end() <= position) {
+                shift += edits[size_t(next)].text.size() - edits[size_t(next)].range.length;
+                ++next;
+            }
+            const MVRange range = next < made ? edits[size_t(next)].range : MVRange{MVNotFound, 0};
+            if (next < made && range.location <= position && position < range.end())
+                continue;
+            moved.emplace_hint(moved.end(), position + shift, std::move(attachment));
+        }
+        _attachments = std::move(moved);
+    }
+    const MVRange first = edits.front().range;
+    const MVRange last = edits[size_t(made - 1)].range;
+    _edited(EditedCharacters, MVRange{first.location, last.end() - first.location}, delta);
+    return made;
+}
+
 void MVTextStorage::_shiftAttachments(MVRange oldRange, qsizetype newLength)
 {
     if (_attachments.empty())

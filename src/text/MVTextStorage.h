@@ -55,6 +55,13 @@ public:
     // Replaces range by one U+FFFC carrying the attachment.
     void replaceCharactersWithAttachment(MVRange range, std::shared_ptr<MVTextAttachment> attachment,
                                          const MVTextAttributes &attributes = MVTextAttributes());
+    // Replaces many ranges at once, in one pass over the text (see
+    // MVTextBuffer::replaceRanges for the order the edits must be in). Each
+    // new text takes the attributes as replaceCharacters gives them; an
+    // attachment inside a replaced range goes. One change is reported, over
+    // the range from the first edit to the end of the last. Returns the
+    // number of edits made.
+    qsizetype replaceCharactersInRanges(const std::vector<MVTextBuffer::Edit> &edits);
     // Replaces the whole text, dropping every attribute and attachment.
     void setString(const QString &string, const MVTextAttributes &attributes = MVTextAttributes());
     // The same with a buffer filled elsewhere (a file decoded piece by piece),

@@ -140,6 +140,80 @@ void MVTextView::replaceCharactersInRange(MVRange range, const QString &string)
     _storage->replaceCharacters(range, string);
 }
 
+bool MVTextView::replaceRanges(const std::vector<MVTextBuffer::Edit> &edits, const QString &actionName)
+{
+    if (!_editable)
+        return false;
+    breakUndoCoalescing();
+    return _replaceRanges(edits, actionName) > 0;
+}
+
+// Makes the edits and registers their inverse, which does the same in turn
+// (so that undo and redo are one pass each and keep only what changed).
+qsizetype MVTextView::_replaceRanges(const std::vector<MVTextBuffer::Edit> &edits, const QString &actionName)
+{
+    // The edits that can be made, and where each one's text will stand.
+    std::vector<MVTextBuffer::Edit> inverse;
+    qsizetype shift = 0;
+    for (qsizetype end = 0; inverse.size() < edits.size();) {
+        const MVTextBuffer::Edit &edit = edits[inverse.size()];
+        if (edit.range.location < end || edit.range.length < 0 || edit.range.end() > _storage->length())
+            break;
+        end = edit.range.end();
+        inverse.push_back({MVRange{edit.range.location + shift, edit.text.size()}, _storage->substring(edit.range)});
+        shift += edit.text.size() - edit.range.length;
+    }
+    if (inverse.empty())
+        return 0;
+    const MVRange first = edits.front().range;
+    const MVRange last = edits[inverse.size() - 1].range;
+    const MVRange covering{first.location, last.end() - first.location};
+    if (_delegate)
+        _delegate->textViewWillReplaceRanges(this, covering, covering.length + shift);
+
+    auto record = std::make_shared<std::vector<MVTextBuffer::Edit>>(std::move(inverse));
+    QPointer<MVTextView> self(this);
+    auto step = [self, record] {
+        if (!self)
+            return;
+        self->_inUndo = true;
+        self->breakUndoCoalescing();
+        self->_replaceRanges(*record, QString());
+        self->_inUndo = false;
+    };
+    if (_inUndo) {
+        _undo->registerUndo(step);
+    } else {
+        _undo->beginUndoGrouping();
+        _undo->registerUndo(step);
+        _undo->setActionName(actionName);
+        _undo->endUndoGrouping();
+    }
+
+    // The caret stays on its character: it moves by what changed before it.
+    auto map = [&edits, count = record->size()](qsizetype position) {
+        qsizetype shift = 0;
+        for (size_t i = 0; i < count && edits[i].range.location < position; ++i) {
+            const MVTextBuffer::Edit &edit = edits[i];
+            if (edit.range.end() > position)
+                return edit.range.location + shift + edit.text.size();
+            shift += edit.text.size() - edit.range.length;
+        }
+        return position + shift;
+    };
+    const qsizetype caret = map(_selection.location);
+    _applyingChange = true;
+    _storage->beginEditing();
+    _storage->replaceCharactersInRanges(edits);
+    _setSelection(MVRange{qMin(caret, _storage->length()), 0}, true);
+    _storage->endEditing();
+    _applyingChange = false;
+    if (_delegate)
+        _delegate->textDidChange(this);
+    MVNotificationCenter::defaultCenter().post(didChangeNotification(), this);
+    return qsizetype(record->size());
+}
+
 void MVTextView::insertText(const QString &text)
 {
     if (_changeText(_selection, text, QStringLiteral("Typing"), true))

@@ -2,6 +2,7 @@
 
 #include "platform/MVRange.h"
 #include "text/MVTextAttributes.h"
+#include "text/MVTextBuffer.h"
 
 #include <QAbstractScrollArea>
 #include <QBasicTimer>
@@ -92,6 +93,11 @@ public:
     virtual QString textForInsertion(const QString &text) const { return text; }
     // Replaces a range without delegate calls and without undo.
     void replaceCharactersInRange(MVRange range, const QString &string);
+    // Replaces many ranges (ascending, not overlapping) as one undoable step
+    // under the action name, in one pass over the text; the undo step keeps
+    // only the replaced texts. The caret stays on its character. False when
+    // nothing could be replaced (or the view is not editable).
+    bool replaceRanges(const std::vector<MVTextBuffer::Edit> &edits, const QString &actionName);
 
     MVRange selectedRange() const { return _selection; }
     void setSelectedRange(MVRange range);
@@ -204,6 +210,7 @@ private:
     // Text changes.
     bool _changeText(MVRange range, const QString &text, const QString &actionName, bool typing,
                      std::shared_ptr<MVTextAttachment> attachment = nullptr);
+    qsizetype _replaceRanges(const std::vector<MVTextBuffer::Edit> &edits, const QString &actionName);
     void _replaceForUndo(MVRange range, const QString &text,
                          const std::vector<std::pair<qsizetype, std::shared_ptr<MVTextAttachment>>> &attachments);
     void _setSelection(MVRange range, bool notify, bool keepGoalX = false);

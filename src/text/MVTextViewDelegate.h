@@ -26,6 +26,15 @@ public:
         Q_UNUSED(replacement);
         return true;
     }
+    // Many ranges replaced in one step (Replace All): covering runs from the
+    // first replaced range to the end of the last in the text before, and
+    // holds newLength characters after. It cannot be refused.
+    virtual void textViewWillReplaceRanges(MVTextView *view, MVRange covering, qsizetype newLength)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(covering);
+        Q_UNUSED(newLength);
+    }
     virtual void textDidChange(MVTextView *view) { Q_UNUSED(view); }
     // Gives the selection to use instead of proposed.
     virtual MVRange textViewWillChangeSelectionFromCharacterRange(MVTextView *view, MVRange oldRange, MVRange proposed)

@@ -17,11 +17,13 @@
 #include "text/MVTextStorage.h"
 #include "text/MVUndoManager.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QTest>
+#include <QThreadPool>
 
 #include <gtest/gtest.h>
 
@@ -92,7 +94,15 @@ protected:
         MVError error;
         EXPECT_TRUE(document->readFromFile(path, &error)) << error.localizedDescription().toStdString();
         document->viewWithSuggestedFrame();
+        waitForText(*document);
         return document;
+    }
+
+    // A large file is read on a worker: the events that bring its text.
+    static void waitForText(MVFileDocument &document)
+    {
+        while (document.isLoading())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 
     // The first tab of a tabbed window over the file, its view made.
@@ -221,6 +231,79 @@ TEST_F(FileDocumentTest, LargeFilesReadInPiecesAsTheyWouldWhole)
     auto fallback = open(damaged);
     EXPECT_EQ(fallback->encoding(), FileEncodings::WindowsLatin1Encoding);
     EXPECT_TRUE(fallback->textView()->fullString().endsWith(QChar(0xFF)));
+}
+
+TEST_F(FileDocumentTest, AFileReadInTheBackgroundIsNeitherEditedNorSavedUntilItsTextArrives)
+{
+    struct LoadingDelegate : RecordingDelegate
+    {
+        void documentLoadingChanged(MVFileDocument *document) override
+        {
+            progress << (document->isLoading() ? document->loadingProgress() : -1.0);
+        }
+        QList<double> progress;
+    } loading;
+    const qint64 size = MVFileDocument::backgroundReadSize();
+    MVFileDocument::setBackgroundReadSize(16);
+    const QByteArray bytes = QByteArray("<?php echo 'caf\xC3\xA9';\r\n").repeated(1000);
+    const QString path = dir.write("page.php", bytes);
+
+    auto document = std::make_shared<MVFileDocument>();
+    document->setDelegate(&loading);
+    ASSERT_TRUE(document->readFromFile(path, nullptr));
+    document->selectRange({29, 4});
+    document->viewWithSuggestedFrame();
+    ASSERT_TRUE(document->isLoading());
+    HTMLView *view = document->textView();
+    EXPECT_FALSE(view->isEditable());
+    EXPECT_FALSE(document->canSave());
+    view->insertText(QStringLiteral("lost"));
+    EXPECT_FALSE(document->isDocumentEdited());
+    document->save(nullptr);
+    EXPECT_EQ(readAll(path), bytes) << "an empty view never replaces the file";
+
+    waitForText(*document);
+    EXPECT_TRUE(view->isEditable());
+    EXPECT_EQ(view->fullString(), QString::fromUtf8(bytes)) << "line breaks stay as they are";
+    EXPECT_EQ(view->lineBreakType(), GeneralUtility::DOSLineBreak);
+    EXPECT_EQ(view->selectedRange(), (MVRange{29, 4})) << "a range asked for while reading is selected after";
+    EXPECT_FALSE(document->isDocumentEdited());
+    ASSERT_GE(loading.progress.size(), 2);
+    EXPECT_EQ(loading.progress.front(), 0.0);
+    EXPECT_EQ(loading.progress.back(), -1.0);
+
+    // Cancel closes the document; the text that arrives later is dropped.
+    auto cancelled = std::make_shared<MVFileDocument>();
+    cancelled->setDelegate(&loading);
+    ASSERT_TRUE(cancelled->readFromFile(path, nullptr));
+    cancelled->viewWithSuggestedFrame();
+    cancelled->cancelLoading();
+    EXPECT_FALSE(cancelled->isLoading());
+    EXPECT_EQ(loading.forceCloses, 1);
+    QThreadPool::globalInstance()->waitForDone();
+    MVMainThread::processPending();
+    EXPECT_EQ(cancelled->textView()->textStorage()->length(), 0);
+
+    // A file that cannot be read opens nothing: the error, then the close.
+    const QString unreadable = dir.write("secret.php", bytes);
+    auto failed = std::make_shared<MVFileDocument>();
+    failed->setDelegate(&loading);
+    ASSERT_TRUE(failed->readFromFile(unreadable, nullptr));
+    QFile::remove(unreadable);
+    failed->viewWithSuggestedFrame();
+    waitForText(*failed);
+    EXPECT_FALSE(loading.errors.empty());
+    EXPECT_EQ(loading.forceCloses, 2);
+
+    // A binary file stays read-only once its text arrives.
+    const QString binary = dir.write("blob.dat", QByteArray("\x00\x01\x02\x03", 4).repeated(64));
+    auto blob = std::make_shared<MVFileDocument>();
+    ASSERT_TRUE(blob->readFromFile(binary, nullptr));
+    blob->viewWithSuggestedFrame();
+    waitForText(*blob);
+    EXPECT_FALSE(blob->textView()->isEditable());
+    EXPECT_FALSE(blob->canSave());
+    MVFileDocument::setBackgroundReadSize(size);
 }
 
 TEST_F(FileDocumentTest, SaveReplacesTheFileWholeAndKeepsModeAndLinks)

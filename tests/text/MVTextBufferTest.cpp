@@ -133,3 +133,34 @@ TEST(MVTextBuffer, RandomEditsMatchAPlainString)
         expectSameAsReference(buffer, reference);
     }
 }
+
+TEST(MVTextBuffer, ReplacingManyRangesInOnePassMatchesAPlainString)
+{
+    QRandomGenerator random(20261125);
+    for (int round = 0; round < 8; ++round) {
+        const QString before = randomText(random, round == 0 ? 0 : random.bounded(60000));
+        MVTextBuffer buffer(before);
+        // Ascending edits of every kind: insertions (also at the very end),
+        // deletions, replacements longer than a block, edits back to back.
+        std::vector<MVTextBuffer::Edit> edits;
+        for (qsizetype at = 0; at <= before.size();) {
+            const qsizetype length = random.bounded(int(qMin<qsizetype>(round % 2 ? 3 : 300, before.size() - at) + 1));
+            const int size = random.bounded(10) == 0 ? random.bounded(20000) : random.bounded(4);
+            edits.push_back({MVRange{at, length}, randomText(random, size)});
+            at += length + (random.bounded(3) == 0 ? 0 : random.bounded(5000)) + (length == 0 ? 1 : 0);
+        }
+        QString reference = before;
+        for (auto it = edits.rbegin(); it != edits.rend(); ++it)
+            reference.replace(it->range.location, it->range.length, it->text);
+        ASSERT_EQ(buffer.replaceRanges(edits), qsizetype(edits.size()));
+        expectSameAsReference(buffer, reference);
+        // Edits go on working on the blocks laid out afresh.
+        buffer.replace({reference.size() / 2, 3}, u"x\r");
+        reference.replace(reference.size() / 2, 3, QStringLiteral("x\r"));
+        expectSameAsReference(buffer, reference);
+    }
+    // An edit that overlaps the one before, and every edit after it, is left out.
+    MVTextBuffer buffer(u"one two three");
+    EXPECT_EQ(buffer.replaceRanges({{MVRange{0, 3}, QStringLiteral("1")}, {MVRange{2, 3}, QStringLiteral("2")}, {MVRange{8, 5}, QStringLiteral("3")}}), 1);
+    EXPECT_EQ(buffer.string(), QStringLiteral("1 two three"));
+}

@@ -82,6 +82,10 @@ struct RecordingDelegate : MVTextViewDelegate
     bool refuse = false;
     QString swallowCommand;
 
+    void textViewWillReplaceRanges(MVTextView *, MVRange covering, qsizetype newLength) override
+    {
+        calls << QStringLiteral("willReplace %1,%2 -> %3").arg(covering.location).arg(covering.length).arg(newLength);
+    }
     bool textViewShouldChangeTextInRange(MVTextView *, MVRange range, const QString &replacement) override
     {
         calls << QStringLiteral("should %1,%2 '%3'").arg(range.location).arg(range.length).arg(replacement);
@@ -572,4 +576,40 @@ TEST(MVTextView, DoubleClickOnAFoldGoesToTheDelegateAndScrollPositionsComeBack)
     EXPECT_EQ(view.firstVisibleLine(), saved.topLine);
     EXPECT_GT(saved.topLine, 0);
     view.setDelegate(nullptr);
+}
+
+TEST(MVTextView, ReplacingManyRangesIsOneUndoStepThatKeepsOnlyWhatChanged)
+{
+    ShownView shown(QStringLiteral("one two one\r\ntwo one"));
+    MVTextView &view = shown.view;
+    RecordingDelegate delegate;
+    view.setDelegate(&delegate);
+    auto fold = std::make_shared<MVTextAttachment>(QStringLiteral("hidden"));
+    view.textStorage()->replaceCharactersWithAttachment({3, 1}, fold);
+    view.setSelectedRange({16, 0}); // the caret after the second "two"
+    delegate.calls.clear();
+
+    const std::vector<MVTextBuffer::Edit> edits{{MVRange{0, 3}, QStringLiteral("1")},
+                                                {MVRange{8, 3}, QStringLiteral("uno")},
+                                                {MVRange{17, 3}, QStringLiteral("eins")}};
+    ASSERT_TRUE(view.replaceRanges(edits, QStringLiteral("Replace All")));
+    const QString after = QStringLiteral("1\uFFFCtwo uno\r\ntwo eins");
+    EXPECT_EQ(view.string(), after);
+    EXPECT_EQ(delegate.calls.first(), QStringLiteral("willReplace 0,20 -> 19"));
+    EXPECT_EQ(delegate.calls.last(), QStringLiteral("didChange"));
+    EXPECT_EQ(view.selectedRange(), (MVRange{14, 0})) << "the caret stays after its word";
+    EXPECT_EQ(view.textStorage()->attachmentAtIndex(1), fold) << "the fold moves with its text";
+
+    EXPECT_EQ(view.undoManager()->undoActionName(), QStringLiteral("Replace All"));
+    view.undo();
+    EXPECT_EQ(view.string(), QStringLiteral("one\uFFFCtwo one\r\ntwo one"));
+    EXPECT_EQ(view.textStorage()->attachmentAtIndex(3), fold);
+    EXPECT_FALSE(view.undoManager()->canUndo());
+    view.redo();
+    EXPECT_EQ(view.string(), after);
+    view.undo();
+    EXPECT_EQ(view.string(), QStringLiteral("one\uFFFCtwo one\r\ntwo one"));
+
+    view.setEditable(false);
+    EXPECT_FALSE(view.replaceRanges(edits, QStringLiteral("Replace All")));
 }
