@@ -445,6 +445,15 @@ void MVCodeIndex::_processFile(const QString &path)
     _writer.execute(QStringLiteral("UPDATE files SET last_update=? WHERE id=?"), {modified, info->id});
     _checkCorruption();
     _batchPaths << path;
+    // What a file includes is what its completion offers: those files are
+    // indexed too (cheaply skipped when they have not changed).
+    std::lock_guard lock(_queueLock);
+    for (const QString &included : result->referencedFiles) {
+        if (!_queued.contains(included)) {
+            _queued.insert(included);
+            _queue.push_back(included);
+        }
+    }
 }
 
 void MVCodeIndex::_deleteRowsOfFile(qint64 fileID)

@@ -22,6 +22,7 @@ bool MVSQLiteDatabase::open(const QString &path, Mode mode)
         return false;
     }
     sqlite3_extended_result_codes(_db, 0);
+    _alive = std::make_shared<int>(0);
     _lastErrorCode = 0;
     _lastError.clear();
     return true;
@@ -32,6 +33,7 @@ void MVSQLiteDatabase::close()
     for (sqlite3_stmt *statement : std::as_const(_statements))
         sqlite3_finalize(statement);
     _statements.clear();
+    _alive.reset();
     if (_db) {
         sqlite3_close_v2(_db);
         _db = nullptr;
@@ -67,7 +69,7 @@ MVSQLiteStatement MVSQLiteDatabase::query(const QString &sql, const QVariantList
     sqlite3_stmt *statement = _prepare(sql, reuse);
     if (!statement)
         return MVSQLiteStatement();
-    MVSQLiteStatement result(statement, reuse);
+    MVSQLiteStatement result(statement, reuse, _alive);
     if (!result.bind(parameters)) {
         _noteError();
         return MVSQLiteStatement();

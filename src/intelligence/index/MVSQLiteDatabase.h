@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <memory>
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -52,6 +54,8 @@ private:
     void _noteError();
 
     sqlite3 *_db = nullptr;
+    // Lives as long as the connection: statements check it before resetting.
+    std::shared_ptr<int> _alive;
     QHash<QString, sqlite3_stmt *> _statements;
     int _lastErrorCode = 0;
     QString _lastError;

@@ -2,7 +2,10 @@
 
 #include <sqlite3.h>
 
-MVSQLiteStatement::MVSQLiteStatement(sqlite3_stmt *statement, bool kept) : _statement(statement), _kept(kept) {}
+MVSQLiteStatement::MVSQLiteStatement(sqlite3_stmt *statement, bool kept, std::weak_ptr<void> connection)
+    : _statement(statement), _kept(kept), _connection(std::move(connection))
+{
+}
 
 MVSQLiteStatement::~MVSQLiteStatement()
 {
@@ -10,7 +13,8 @@ MVSQLiteStatement::~MVSQLiteStatement()
 }
 
 MVSQLiteStatement::MVSQLiteStatement(MVSQLiteStatement &&other) noexcept
-    : _statement(other._statement), _resultCode(other._resultCode), _kept(other._kept)
+    : _statement(other._statement), _resultCode(other._resultCode), _kept(other._kept),
+      _connection(std::move(other._connection))
 {
     other._statement = nullptr;
 }
@@ -22,6 +26,7 @@ MVSQLiteStatement &MVSQLiteStatement::operator=(MVSQLiteStatement &&other) noexc
         _statement = other._statement;
         _resultCode = other._resultCode;
         _kept = other._kept;
+        _connection = std::move(other._connection);
         other._statement = nullptr;
     }
     return *this;
@@ -31,6 +36,11 @@ void MVSQLiteStatement::_release()
 {
     if (!_statement)
         return;
+    if (_connection.expired()) {
+        // Closed under us: the connection finalised every statement.
+        _statement = nullptr;
+        return;
+    }
     if (_kept) {
         sqlite3_reset(_statement);
         sqlite3_clear_bindings(_statement);

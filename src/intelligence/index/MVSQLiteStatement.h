@@ -3,6 +3,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <memory>
+
 struct sqlite3_stmt;
 
 // One prepared statement of an MVSQLiteDatabase, bound and ready to step.
@@ -13,7 +15,8 @@ class MVSQLiteStatement
 public:
     MVSQLiteStatement() = default;
     // A kept statement is reset when this object goes; another is finalised.
-    MVSQLiteStatement(sqlite3_stmt *statement, bool kept);
+    // The statement is left alone once its connection is gone (closed).
+    MVSQLiteStatement(sqlite3_stmt *statement, bool kept, std::weak_ptr<void> connection);
     ~MVSQLiteStatement();
     MVSQLiteStatement(MVSQLiteStatement &&other) noexcept;
     MVSQLiteStatement &operator=(MVSQLiteStatement &&other) noexcept;
@@ -45,4 +48,5 @@ private:
     sqlite3_stmt *_statement = nullptr;
     int _resultCode = 0;
     bool _kept = true;
+    std::weak_ptr<void> _connection;
 };
