@@ -169,9 +169,9 @@ QWidget *MVFileDocument::viewWithSuggestedFrame()
         _selection = clamped.location == MVNotFound ? MVRange{0, 0} : clamped;
         view->setSelectedRange(_selection);
     }
-    // A file in a window of its own is indexed when it is shown; a project
-    // indexes its whole tree.
-    if (!isMultiFile() && !fileName().isEmpty()) {
+    // A file is indexed when it is first shown, in a window or a tab (tabs
+    // are the default); unchanged files cost one stat.
+    if (!fileName().isEmpty()) {
         if (MVFileIndexing *indexing = MVFileIndexing::shared())
             indexing->indexFile(fileName());
     }
