@@ -639,8 +639,11 @@ std::optional<QList<MVCodeIndexKey>> MVCodeIndex::keysForType(const QString &typ
     QStringList conditions;
     if (typeID)
         conditions << QStringLiteral("type=%1").arg(typeID);
+    // With a file the few rows of its reach are found by file; "+" keeps the
+    // planner from walking every key of the class instead (14 times slower
+    // on a large tree).
     if (classID)
-        conditions << QStringLiteral("class=%1").arg(classID);
+        conditions << QString::fromLatin1(file.isNull() ? "class=%1" : "+class=%1").arg(classID);
     if (!file.isNull()) {
         QStringList ids;
         for (const qint64 id : _fileIDsForPath(file))
