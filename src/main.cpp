@@ -5,6 +5,8 @@
 #include "documents/MVUnsavedTextKeeper.h"
 #include "files/MVFileCategories.h"
 #include "files/MVInotifyWatcher.h"
+#include "intelligence/index/MVCodeIndex.h"
+#include "intelligence/index/MVCodeIndexer.h"
 #include "platform/MVMainThread.h"
 #include "platform/MVSingleInstance.h"
 #include "platform/MVStringTable.h"
@@ -55,6 +57,8 @@ int main(int argc, char **argv)
     // Before any tree root is made or any language loads.
     MVInotifyWatcher::install();
     MVFileCategories::installBundleResolver();
+    MVCodeIndexer::registerWithBundles();
+    MVFileIndexing::setShared(&MVCodeIndex::sharedIndex());
     MVStringTable::sharedTable().loadFromFile(Defaults::bundleResourcePath(QStringLiteral("Localizable"), QStringLiteral("plist"), QString()));
 
     MVDocumentController &controller = MVDocumentController::sharedController();
@@ -85,6 +89,7 @@ int main(int argc, char **argv)
         controller.applicationWillFinishLaunching();
         controller.handleArguments(arguments);
         controller.applicationDidFinishLaunching();
+        MVCodeIndex::sharedIndex().start();
         const MVError keptText = MVUnsavedTextKeeper::questionForKeptText(
             [&controller](const QString &path) { controller.openDocumentWithContentsOfFile(path, true); });
         if (!keptText.isNull())

@@ -1,6 +1,7 @@
 #include "documents/MVFileDocument.h"
 
 #include "documents/MVFileDocumentDelegate.h"
+#include "documents/MVFileIndexing.h"
 #include "documents/MVFileView.h"
 #include "documents/MVImageFileView.h"
 #include "files/MVFile.h"
@@ -199,6 +200,12 @@ QWidget *MVFileDocument::viewWithSuggestedFrame()
         const MVRange clamped = MVIntersectionRange(_selection, MVRange{0, view->textStorage()->length()});
         _selection = clamped.location == MVNotFound ? MVRange{0, 0} : clamped;
         view->setSelectedRange(_selection);
+    }
+    // A file is indexed when it is first shown, in a window or a tab (tabs
+    // are the default); unchanged files cost one stat.
+    if (!fileName().isEmpty()) {
+        if (MVFileIndexing *indexing = MVFileIndexing::shared())
+            indexing->indexFile(fileName());
     }
     return _fileView->mainView();
 }
@@ -732,6 +739,8 @@ void MVFileDocument::_write(const QString &path, bool saveAs, const QByteArray &
     else
         fileContentChangeFinished();
     MVNotificationCenter::defaultCenter().post(didSaveNotification(), this);
+    if (MVFileIndexing *indexing = MVFileIndexing::shared())
+        indexing->indexFile(path);
     if (_delegate) {
         _delegate->documentNeedsRefresh(this);
         _delegate->documentStatusChanged(this);

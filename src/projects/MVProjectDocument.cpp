@@ -1,5 +1,6 @@
 #include "projects/MVProjectDocument.h"
 
+#include "documents/MVFileIndexing.h"
 #include "files/MVRootFile.h"
 #include "platform/MVCanonicalPath.h"
 
@@ -28,6 +29,8 @@ bool MVProjectDocument::readFromFile(const QString &path, MVError *error)
             *error = MVError::morvel(0, QObject::tr("The folder “%1” could not be opened.").arg(info.fileName()));
         return false;
     }
+    if (MVFileIndexing *indexing = MVFileIndexing::shared())
+        indexing->indexDirectory(root);
     return true;
 }
 

@@ -24,6 +24,8 @@ QStringList snapshot(const QString &root)
         const QString path = it.next();
         if (path.contains(QStringLiteral("/runtime")))
             continue; // sockets and other session files
+        if (path.contains(QStringLiteral("/index.db-")))
+            continue; // the code index's journals change whenever it opens
         const QFileInfo info(path);
         entries << QStringLiteral("%1 %2 %3").arg(path.mid(root.size())).arg(info.isDir() ? 0 : info.size())
                        .arg(info.lastModified().toMSecsSinceEpoch());
