@@ -753,7 +753,10 @@ std::optional<HTMLView::PendingRename> HTMLView::_renameFor(MVRange range, const
         : MVRange{tag->name.end(), partner->location - tag->name.end()};
     if (textStorage()->firstAttachmentInRange(between))
         return std::nullopt;
-    const QString oldName = textStorage()->substring(tag->name);
+    // The same edit in the partner's name, which keeps its own case.
+    const QString oldName = textStorage()->substring(*partner);
+    if (oldName.size() != tag->name.length)
+        return std::nullopt;
     QString newName = oldName;
     newName.replace(range.location - tag->name.location, range.length, replacement);
     if (newName.isEmpty() || newName == oldName)

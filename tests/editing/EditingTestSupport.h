@@ -41,20 +41,30 @@ protected:
         view.reset();
         MVUserDefaults::standard().removeObject(QStringLiteral("MVAutoCompleteOnType"));
         MVUserDefaults::standard().removeObject(QStringLiteral("MVTabsAreSpaces"));
+        MVUserDefaults::standard().removeObject(QStringLiteral("MVTabSizeKey"));
+        MVUserDefaults::standard().removeObject(QStringLiteral("MVRenamePairedTags"));
         Defaults::resetDefaults();
         MVHTMLData::reset();
         Defaults::setResourcesPathForTesting(QString());
     }
 
-    // Sets the text of a file with the path's language; "|" marks the caret.
+    // Sets the text of a file with the path's language; "|" marks the
+    // caret, or, in a text without one, "[" and "]" the selection.
     void open(const QString &path, QString text)
     {
         view->setPath(path);
-        const qsizetype caret = text.indexOf(QLatin1Char('|'));
-        text.remove(caret, 1);
+        MVRange selection{text.indexOf(QLatin1Char('|')), 0};
+        if (selection.location >= 0) {
+            text.remove(selection.location, 1);
+        } else {
+            selection.location = text.indexOf(QLatin1Char('['));
+            text.remove(selection.location, 1);
+            selection.length = text.indexOf(QLatin1Char(']')) - selection.location;
+            text.remove(selection.end(), 1);
+        }
         view->setString(text);
         view->undoManager()->removeAllActions();
-        view->setSelectedRange(MVRange{caret, 0});
+        view->setSelectedRange(selection);
         view->activeParser(true);
     }
     // The text with "|" at the caret, or a selection in "[" and "]".

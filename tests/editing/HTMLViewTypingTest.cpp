@@ -21,6 +21,7 @@ const TypingCase Cases[] = {
     // ">" completes the tag before it; one Undo leaves what was typed.
     {"inline tag", "a.html", "<p><b|", ">", "<p><b>|</b>", "Tag Completion", "<p><b>|"},
     {"block tag", "a.html", "  <ul|", ">", "  <ul>\n  \t|\n  </ul>", "Tag Completion", "  <ul>|"},
+    {"selection goes between the tags", "a.html", "<em[word]", ">", "<em>word|</em>", "Tag Completion", nullptr},
     {"blank before > goes, attributes stay", "a.html", "<a href=\"x\" |", ">", "<a href=\"x\">|</a>", "Tag Completion", nullptr},
     {"> inside quotes", "a.html", "<a title=\"|", ">", "<a title=\">|", "Typing", nullptr},
     {"empty element", "a.html", "<br|", ">", "<br>|", "Tag Completion", "<br|"},
