@@ -71,6 +71,8 @@ endfunction()
 function(morvel_test name)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS
        ${CMAKE_SOURCE_DIR}/tests/${name}/*.cpp ${CMAKE_SOURCE_DIR}/tests/${name}/*.h)
+  # tests/NAME/tools/ holds programs built beside the tests, not test cases.
+  list(FILTER sources EXCLUDE REGEX "/tests/[^/]+/tools/")
   if(NOT sources)
     return()
   endif()

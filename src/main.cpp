@@ -9,12 +9,14 @@
 #include "platform/MVSingleInstance.h"
 #include "platform/MVStringTable.h"
 #include "platform/MVTerminationSignal.h"
+#include "platform/MVUserNotices.h"
 #include "projects/MVProjectDocument.h"
 #include "shell/MVShell.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QTimer>
 #include <QUrl>
 
 namespace {
@@ -61,29 +63,37 @@ int main(int argc, char **argv)
     controller.registerDocumentClass(MVDocumentKind::Project, [] { return std::make_shared<MVProjectDocument>(); });
     MVShell shell;
     controller.setShell(&shell);
-    // Installed before the socket appears, so that whoever can reach the
-    // editor can also end it in order. The session ends the editor without
-    // asking about edited documents: their text is kept aside first. exit,
-    // not quit: quit first asks every window to close and gives up when an
-    // open question (a dialog without a cancel button) refuses, which would
-    // leave the editor running.
+    // Notices from the loading of languages and preferences, each told once.
+    MVUserNotices::setPresenter([&shell](const QString &message, const QString &informativeText) {
+        shell.presentError(MVError::morvel(0, message, informativeText), nullptr);
+    });
+    // The session ends the editor without asking about edited documents:
+    // their text is kept aside first. exit, not quit: quit first asks every
+    // window to close and gives up when an open question (a dialog without a
+    // cancel button) refuses, which would leave the editor running.
     MVTerminationSignal::install([&controller] {
         MVUnsavedTextKeeper::keep(controller.documents());
         QApplication::exit(0);
     });
-
+    // Listening last: once the socket is there, the signals are handled.
     instance.listen([&controller](const QStringList &received) { controller.handleArguments(received); });
 
-    controller.applicationWillFinishLaunching();
-    controller.handleArguments(arguments);
-    controller.applicationDidFinishLaunching();
-    const MVError keptText = MVUnsavedTextKeeper::questionForKeptText(
-        [&controller](const QString &path) { controller.openDocumentWithContentsOfFile(path, true); });
-    if (!keptText.isNull())
-        MVMainThread::async([&shell, keptText] { shell.presentError(keptText, nullptr); });
+    // The launch runs inside the event loop: a termination signal that comes
+    // while a launch alert waits for an answer then ends the loop as well,
+    // instead of only closing the alert and leaving the editor running.
+    QTimer::singleShot(0, &app, [&controller, &shell, arguments] {
+        controller.applicationWillFinishLaunching();
+        controller.handleArguments(arguments);
+        controller.applicationDidFinishLaunching();
+        const MVError keptText = MVUnsavedTextKeeper::questionForKeptText(
+            [&controller](const QString &path) { controller.openDocumentWithContentsOfFile(path, true); });
+        if (!keptText.isNull())
+            MVMainThread::async([&shell, keptText] { shell.presentError(keptText, nullptr); });
+    });
 
     const int status = app.exec();
     controller.waitForStartupItems();
+    MVUserNotices::setPresenter(nullptr);
     controller.setShell(nullptr);
     return status;
 }

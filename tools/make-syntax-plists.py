@@ -19,7 +19,10 @@ LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
 DIGITS = "0123456789"
 WORD = LETTERS + DIGITS + "_"
 
-NUMBER = {"id": "constant.numeric", "keyword": r"[0-9][0-9_]*([eE][0-9]+)?|0[xX][0-9a-fA-F_]+|0[bB][01_]+|0[oO][0-7_]+"}
+# A pattern keyword colours a word only when its first match is the whole
+# word, so alternatives that share a start go longest first ("0x1f" must not
+# stop at "0", "#000000" not at "#000").
+NUMBER = {"id": "constant.numeric", "keyword": r"0[xX][0-9a-fA-F_]+|0[bB][01_]+|0[oO][0-7_]+|[0-9][0-9_]*([eE][0-9]+)?"}
 BRACES_OPEN = r"\{[^\}]*$"
 BRACES_CLOSE = r"^[^\{]*\}"
 
@@ -81,8 +84,10 @@ LANGUAGES["HTML"] = {
     "embedded": {
         "script": "text.js",
         "style": "text.css",
-        "?php": {"id": "text.php.code", "end": "?>"},
-        "?=": {"id": "text.php.code", "end": "?>"},
+        # PHP runs before the page is read: its blocks may stand anywhere,
+        # inside tags, attribute values, comments, scripts and styles.
+        "?php": {"id": "text.php.code", "end": "?>", "inline": True},
+        "?=": {"id": "text.php.code", "end": "?>", "inline": True},
     },
     "style": TAG_STYLE,
     # A block element opened on a line and not closed on it; its closing tag.
@@ -187,7 +192,7 @@ LANGUAGES["CSS"] = keyword_language(
         "css.at-rule": w("@media @import @font-face @keyframes @supports @charset @page @namespace @layer @container"),
     },
     case_sensitive=False,
-    regex=[{"id": "constant", "keyword": r"#[0-9a-f]{3}|#[0-9a-f]{4}|#[0-9a-f]{6}|#[0-9a-f]{8}"},
+    regex=[{"id": "constant", "keyword": r"#[0-9a-f]{8}|#[0-9a-f]{6}|#[0-9a-f]{4}|#[0-9a-f]{3}"},
            {"id": "css.unit", "keyword": r"-?[0-9]*(px|em|rem|vh|vw|vmin|vmax|ch|ex|pt|pc|cm|mm|in|deg|rad|turn|ms|s|fr|dpi|dppx)"},
            {"id": "constant.numeric", "keyword": r"-?[0-9]+"}],
     single="string.single", double="string.double",

@@ -30,6 +30,10 @@ public:
     // Save / Don't Save / Cancel for one edited document: 0, 1 or 2.
     virtual int askToSaveChanges(MVDocument *document) = 0;
 
+    // Asks before a file that does not look like text is opened as text (it
+    // opens read-only); true to open it. Text files and images open at once.
+    virtual bool shouldOpenFile(const QString &path) = 0;
+
     // Asks before a very large file is opened from a link.
     virtual bool confirmOpeningLargeFile(const QString &path, qint64 size) = 0;
 

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 class QWidget;
 
@@ -35,6 +36,8 @@ public:
     virtual QString displayName() const;
 
     virtual bool isDocumentEdited() const { return false; }
+    // The documents of one file that this one shows: itself, or its tabs.
+    virtual std::vector<MVDocument *> openDocuments() { return {this}; }
 
     // The document that has the user's attention: itself, or the active tab.
     virtual MVDocument *activeDocument() { return this; }

@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QObject>
 #include <QUrl>
 
 #include <algorithm>
@@ -90,8 +91,13 @@ bool MVDocumentController::applicationOpenFiles(const QStringList &paths)
 void MVDocumentController::applicationDidFinishLaunching()
 {
     MVUserDefaults &store = MVUserDefaults::standard();
-    if (store.boolForKey(QStringLiteral("MVShowSiteManager")))
+    if (store.boolForKey(QStringLiteral("MVShowSiteManager"))) {
         showProjectManager();
+        // The manager shows even when paths were opened, but behind them:
+        // the last document opened stays in front.
+        if (_shell && !_documents.empty())
+            _shell->showDocumentWindow(_documents.back().get());
+    }
     // The information window appears once for each new version.
     const QString version = QCoreApplication::applicationVersion();
     if (store.stringForKey(QStringLiteral("mvDisplayInfoView")) != version && _shell) {
@@ -179,9 +185,15 @@ MVDocument *MVDocumentController::openDocumentWithContentsOfFile(const QString &
     const bool isDirectory = info.isDir();
     if (!exists && _shell) {
         _shell->showProjectManager();
-        _shell->alertOnProjectManager(QStringLiteral("Unable to load project"),
-                                      QStringLiteral("Check the project directory and configuration"));
+        // The same alert serves projects and plain files: it names the path.
+        _shell->alertOnProjectManager(QObject::tr("Unable to open “%1”: it does not exist.").arg(path),
+                                      QObject::tr("Check the path, or the project directory and configuration."));
     }
+
+    const QString canonical = MVCanonicalPath(path);
+    // A file not open yet that is not text is opened only when the user says so.
+    if (_shell && exists && !isDirectory && !_openedDocumentForPath(canonical) && !_shell->shouldOpenFile(path))
+        return nullptr;
 
     // An open project that contains the path takes it; with "open in the
     // front window", so does the front tabbed window.
@@ -205,7 +217,6 @@ MVDocument *MVDocumentController::openDocumentWithContentsOfFile(const QString &
         return found;
     }
 
-    const QString canonical = MVCanonicalPath(path);
     if (MVDocument *open = _openedDocumentForPath(canonical)) {
         if (_shell && display)
             _shell->showDocumentWindow(open);
@@ -288,18 +299,21 @@ void MVDocumentController::setCurrentDocument(MVDocument *document)
 
 bool MVDocumentController::reviewUnsavedDocuments()
 {
+    // One question for each edited file: every tab of a tabbed window counts.
     for (const auto &document : std::vector(_documents)) {
-        if (!document->isDocumentEdited())
-            continue;
-        const int answer = _shell ? _shell->askToSaveChanges(document.get()) : 2;
-        if (answer == 2)
-            return false;
-        if (answer == 0) {
-            MVError error;
-            if (!document->save(&error)) {
-                if (_shell)
-                    _shell->presentError(error, document.get());
+        for (MVDocument *file : document->openDocuments()) {
+            if (!file->isDocumentEdited())
+                continue;
+            const int answer = _shell ? _shell->askToSaveChanges(file) : 2;
+            if (answer == 2)
                 return false;
+            if (answer == 0) {
+                MVError error;
+                if (!file->save(&error)) {
+                    if (_shell)
+                        _shell->presentError(error, document.get());
+                    return false;
+                }
             }
         }
     }

@@ -4,8 +4,10 @@
 #include "documents/MVFileView.h"
 #include "documents/MVImageFileView.h"
 #include "files/MVFile.h"
+#include "files/MVFileCategories.h"
 #include "language/MVBundle.h"
 #include "language/MVBundleRepository.h"
+#include "platform/MVAtomicFile.h"
 #include "platform/MVLog.h"
 #include "platform/MVMainThread.h"
 #include "platform/MVNotificationCenter.h"
@@ -17,7 +19,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,50 +27,43 @@ namespace {
 
 const QString EncodingKey = QStringLiteral("MVFileEncoding");
 const QString BundleKey = QStringLiteral("MVFileBundle");
+// The encodings the user chose with Reopen Using Encoding, as a list of
+// pairs [path, encoding name], the latest first, so that the file opens the
+// same way next time.
+const QString ChosenEncodingsKey = QStringLiteral("MVChosenFileEncodings");
+constexpr qsizetype ChosenEncodingsKept = 200;
+// How much of a file's start is looked at for NUL bytes.
+constexpr qsizetype TextProbeSize = 8 * 1024;
+
+MVStringEncoding chosenEncodingForPath(const QString &path)
+{
+    if (path.isEmpty())
+        return 0;
+    for (const QVariant &item : MVUserDefaults::standard().arrayForKey(ChosenEncodingsKey)) {
+        const QVariantList pair = item.toList();
+        if (pair.size() == 2 && pair[0].toString() == path)
+            return FileEncodings::encodingFromString(pair[1].toString());
+    }
+    return 0;
+}
+
+void rememberChosenEncoding(const QString &path, MVStringEncoding encoding)
+{
+    if (path.isEmpty())
+        return;
+    QVariantList kept{QVariant(QVariantList{path, FileEncodings::stringFromEncoding(encoding)})};
+    for (const QVariant &item : MVUserDefaults::standard().arrayForKey(ChosenEncodingsKey)) {
+        const QVariantList pair = item.toList();
+        if (pair.size() == 2 && pair[0].toString() != path && kept.size() < ChosenEncodingsKept)
+            kept << item;
+    }
+    MVUserDefaults::standard().setObject(ChosenEncodingsKey, kept);
+}
 
 QString saveFailureSuggestion()
 {
     return MVLocalizedString(
         QStringLiteral("Please check that you have write permissions and that your file encoding is valid."));
-}
-
-// Writes the bytes to a temporary file beside the target, flushes it to the
-// disk and renames it over the target: the old content stays whole until
-// the new one is complete. A symbolic link is written through; the file
-// keeps its permissions and, where we may set it, its group.
-bool writeAtomically(const QString &path, const QByteArray &bytes, QString *why)
-{
-    const QByteArray native = QFile::encodeName(path);
-    struct stat before {};
-    const bool existed = ::stat(native.constData(), &before) == 0;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *why = file.errorString();
-        return false;
-    }
-    if (file.write(bytes) != bytes.size() || !file.flush()) {
-        *why = file.errorString();
-        file.cancelWriting();
-        return false;
-    }
-    if (::fsync(file.handle()) != 0) {
-        *why = QString::fromLocal8Bit(strerror(errno));
-        file.cancelWriting();
-        return false;
-    }
-    if (!file.commit()) {
-        *why = file.errorString();
-        return false;
-    }
-    if (existed) {
-        struct stat after {};
-        if (::stat(native.constData(), &after) == 0 && after.st_gid != before.st_gid) {
-            // Only possible for a group we belong to; otherwise it stays ours.
-            if (::chown(native.constData(), static_cast<uid_t>(-1), before.st_gid) != 0) {
-            }
-        }
-    }
-    return true;
 }
 
 } // namespace
@@ -109,6 +103,7 @@ bool MVFileDocument::readFromFile(const QString &path, MVError *error)
         return fail(file.errorString());
     _setFileName(info.absoluteFilePath(), false);
     _diskStamp = _stampForPath(fileName());
+    _readOnly = !MVImageFileView::canDisplayPath(fileName()) && !looksLikeText(fileName(), bytes.left(TextProbeSize));
     if (_fileView) {
         // Already shown: the new bytes replace the text, not undoably.
         MVError loadError;
@@ -137,6 +132,7 @@ QWidget *MVFileDocument::viewWithSuggestedFrame()
     if (HTMLView *view = textView()) {
         view->setInterfaceDelegate(this);
         view->setOuterDelegate(this);
+        view->setEditable(!_readOnly);
         // The extension picks a language first; a language chosen for the file wins.
         view->setPath(fileName());
         const QString chosen = fileConfigurationValueForKey(BundleKey).toString();
@@ -259,7 +255,13 @@ void MVFileDocument::setConfigurationValue(const QVariant &value, const QString 
 
 QVariant MVFileDocument::fileConfigurationValueForKey(const QString &key) const
 {
-    return configurationValueForKey(key, fileKey());
+    const QVariant value = configurationValueForKey(key, fileKey());
+    if (!value.isValid() && key == EncodingKey) {
+        // An encoding chosen for the file in an earlier document.
+        if (const MVStringEncoding chosen = chosenEncodingForPath(fileName()))
+            return QVariant::fromValue<qint64>(chosen);
+    }
+    return value;
 }
 
 void MVFileDocument::setFileConfigurationValue(const QVariant &value, const QString &key)
@@ -303,6 +305,25 @@ void MVFileDocument::setCustomBundleIdentifier(const QString &bundleIdentifier)
         _delegate->documentStatusChanged(this);
 }
 
+bool MVFileDocument::looksLikeText(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return true; // nothing to look at: opening reports the failure
+    return looksLikeText(path, file.read(TextProbeSize));
+}
+
+bool MVFileDocument::looksLikeText(const QString &path, const QByteArray &start)
+{
+    // UTF-16 text is full of zero bytes: its mark or its name says what it is.
+    const bool utf16Mark = start.startsWith("\xFF\xFE") || start.startsWith("\xFE\xFF");
+    if (utf16Mark || FileEncodings::_encodingFromFileName(path) == FileEncodings::UTF16Encoding)
+        return true;
+    if (start.contains('\0'))
+        return false;
+    return MVFileCategories::sharedCategories().pathIsType(path, 0);
+}
+
 // ---- the edited mark -------------------------------------------------------
 
 std::uint64_t MVFileDocument::_currentRevision() const
@@ -338,7 +359,7 @@ void MVFileDocument::_refreshEditedMark()
 
 bool MVFileDocument::canSave() const
 {
-    return textView() != nullptr;
+    return textView() != nullptr && !_readOnly;
 }
 
 bool MVFileDocument::save(MVError *)
@@ -416,6 +437,7 @@ void MVFileDocument::_encodeForSave(const std::function<void(std::optional<QByte
         16, MVLocalizedString(QStringLiteral("Some characters cannot be saved in %1.")).arg(name),
         MVLocalizedString(QStringLiteral("Save them replaced by “?”, save the file as UTF-8 instead, or cancel "
                                          "and change the text or the encoding.")));
+    question.setEscapeOption(2);
     question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save with replacements")),
                                  MVLocalizedString(QStringLiteral("Save as UTF-8")),
                                  MVLocalizedString(QStringLiteral("Cancel"))},
@@ -452,6 +474,17 @@ void MVFileDocument::_save(const QString &path, bool saveAs, Completion completi
     };
     if (_saving) {
         // One save at a time: the last one is still waiting for its upload.
+        finish(false);
+        return;
+    }
+    if (_readOnly) {
+        // Its bytes are shown through a decoding and with the breaks of
+        // their own: writing them back could only damage the file.
+        MVError error = MVError::morvel(
+            17, MVLocalizedString(QStringLiteral("The document “%1” could not be saved.")).arg(displayName()),
+            MVLocalizedString(QStringLiteral("It is not a text file, and it was opened read-only.")));
+        error.setUserInfo(QStringLiteral("NSURL"), path);
+        _presentError(error);
         finish(false);
         return;
     }
@@ -496,6 +529,7 @@ void MVFileDocument::_continueSave(const QString &path, bool saveAs, const QByte
                                                  "Saving replaces those changes with yours."))
                     .arg(displayName()));
             const QByteArray data = bytes;
+            question.setEscapeOption(1);
             question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save Anyway")), MVLocalizedString(QStringLiteral("Cancel"))},
                                         [weak, path, data, encoding, revision, finish](int choice) {
                                             auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
@@ -516,7 +550,7 @@ void MVFileDocument::_write(const QString &path, bool saveAs, const QByteArray &
 {
     HTMLView *view = textView();
     QString why;
-    if (!writeAtomically(path, bytes, &why)) {
+    if (!MVAtomicFile::write(path, bytes, &why)) {
         MVError error = MVError::morvel(17,
                                         MVLocalizedString(QStringLiteral("The document “%1” could not be saved: %2"))
                                             .arg(QFileInfo(path).fileName(), why),
@@ -648,6 +682,7 @@ void MVFileDocument::reopenUsingEncoding(const QString &name)
                                          "will be saved using the new encoding.")));
     question.setUserInfo(QStringLiteral("NSStringEncodingErrorKey"), QVariant::fromValue<qint64>(encoding));
     std::weak_ptr<MVDocument> weak = weak_from_this();
+    question.setEscapeOption(2);
     question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save Changes")),
                                  MVLocalizedString(QStringLiteral("Discard Changes")),
                                  MVLocalizedString(QStringLiteral("Cancel"))},
@@ -682,6 +717,7 @@ void MVFileDocument::reopenUsingEncoding(const QString &name)
 void MVFileDocument::_reallyReopenUsingEncoding(MVStringEncoding encoding)
 {
     setFileConfigurationValue(QVariant::fromValue<qint64>(encoding), EncodingKey);
+    rememberChosenEncoding(fileName(), encoding);
     MVError error;
     if (!revert(&error)) {
         _presentError(error);
@@ -715,6 +751,7 @@ void MVFileDocument::fileContentsChangedExternally()
                                          "keep the Morvel changes?"))
             .arg(displayName()));
     std::weak_ptr<MVDocument> weak = weak_from_this();
+    question.setEscapeOption(0);
     question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Keep Morvel Changes")), MVLocalizedString(QStringLiteral("Revert"))},
                                 [weak](int choice) {
                                     auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());
@@ -748,6 +785,7 @@ void MVFileDocument::fileContentsDisappeared()
         MVLocalizedString(QStringLiteral("%1 has been deleted on disk. If you don't save the contents now, they will be lost."))
             .arg(displayName()));
     std::weak_ptr<MVDocument> weak = weak_from_this();
+    question.setEscapeOption(0);
     question.setRecoveryOptions({MVLocalizedString(QStringLiteral("Save File")), MVLocalizedString(QStringLiteral("Don't Save"))},
                                 [weak](int choice) {
                                     auto self = std::static_pointer_cast<MVFileDocument>(weak.lock());

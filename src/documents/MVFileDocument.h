@@ -83,8 +83,17 @@ public:
     void saveDocumentForClose();
     void saveDocumentForForceClose();
     bool isSaving() const { return _saving; }
-    // Whether Save can write anything (images have no text to save).
+    // Whether Save can write anything (images have no text to save, and a
+    // file that is not text is only ever shown).
     bool canSave() const;
+    // A file that does not look like text, opened to be looked at: its view
+    // takes no typing and it is never saved.
+    bool isReadOnly() const { return _readOnly; }
+    // Whether a file looks like text to edit: no NUL byte among its first
+    // 8 KiB (UTF-16 aside) and a text category by its extension or contents.
+    // Images are not text, but they have a view of their own.
+    static bool looksLikeText(const QString &path);
+    static bool looksLikeText(const QString &path, const QByteArray &start);
 
     // Reads the file again into the view; not undoable.
     bool revert(MVError *error);
@@ -161,4 +170,5 @@ private:
     bool _saving = false;
     bool _saveForClose = false;
     bool _hasActivated = false;
+    bool _readOnly = false;
 };

@@ -91,6 +91,14 @@ bool MVMultiFileDocument::isDocumentEdited() const
     return false;
 }
 
+std::vector<MVDocument *> MVMultiFileDocument::openDocuments()
+{
+    std::vector<MVDocument *> documents;
+    for (const auto &tab : _tabs)
+        documents.push_back(tab.get());
+    return documents;
+}
+
 bool MVMultiFileDocument::save(MVError *error)
 {
     bool all = true;

@@ -28,6 +28,7 @@ public:
     MVDocument *openFileAtPath(const QString &path) override;
     bool showsPath(const QString &canonicalPath) const override;
     bool isDocumentEdited() const override;
+    std::vector<MVDocument *> openDocuments() override;
     // Saves every edited tab; false if one of them was not saved.
     bool save(MVError *error) override;
 

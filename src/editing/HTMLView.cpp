@@ -1,5 +1,6 @@
 #include "editing/HTMLView.h"
 
+#include "app/Defaults.h"
 #include "editing/MVHTMLData.h"
 #include "editing/MVPairedTag.h"
 #include "editing/MVTextScanner.h"
@@ -48,6 +49,20 @@ HTMLView::HTMLView(QWidget *parent)
     _highlightTimer.setSingleShot(true);
     _highlightTimer.setInterval(HighlightTime);
     connect(&_highlightTimer, &QTimer::timeout, this, &HTMLView::_endHighlight);
+    updateAttributes();
+    _editorPrefsChange = MVObservation(editorPrefsChangeNotification(), nullptr,
+                                       [this](const MVNotification &) { updateAttributes(); });
+}
+
+void HTMLView::updateAttributes()
+{
+    const MVUserDefaults &defaults = MVUserDefaults::standard();
+    setFont(Defaults::defaultFont());
+    const qint64 tabSize = defaults.integerForKey(QStringLiteral("MVTabSizeKey"));
+    setTabWidth(tabSize > 0 ? int(tabSize) : 4);
+    setWrapsText(defaults.boolForKey(QStringLiteral("MVWrapText")));
+    setShowsInvisibleCharacters(defaults.boolForKey(QStringLiteral("MVShowInvisibles")));
+    viewport()->update();
 }
 
 HTMLView::~HTMLView() = default;
@@ -75,30 +90,51 @@ void HTMLView::undoableInsertText(const QString &text, const QString &actionName
     breakUndoCoalescing();
 }
 
+QString HTMLView::textForInsertion(const QString &text) const
+{
+    // Typed, pasted and dropped text takes the document's kind of break, so
+    // that a CR LF file stays CR LF on every line.
+    if (_keepBreaksAsGiven)
+        return text;
+    return GeneralUtility::switchLineBreaks(text, GeneralUtility::LineBreakKind(_lineBreak));
+}
+
 void HTMLView::undoableSetString(const QString &string, const QString &actionName)
 {
     const MVRange old = selectedRange();
     setSelectedRange(MVRange{0, textStorage()->length()});
-    undoableInsertText(GeneralUtility::switchLineBreaks(string, GeneralUtility::LineBreakKind(_lineBreak)), actionName);
+    undoableInsertText(string, actionName);
     const qsizetype length = textStorage()->length();
     setSelectedRange(MVRange{qMin(old.location, length), 0});
 }
 
 bool HTMLView::_applyDecoded(const std::optional<QString> &string, const MVError &decodeError,
-                             const QString &actionName, MVError *error)
+                             const QString &actionName, MVError *error, bool fromFile)
 {
     if (!string) {
         if (error)
             *error = decodeError;
         return false;
     }
+    // A file's text keeps its line breaks as they are, and the view takes
+    // the kind of its first one; other text is brought to the view's kind.
+    if (fromFile) {
+        if (const auto kind = GeneralUtility::firstLineBreakKind(*string))
+            _lineBreak = *kind;
+    }
+    const bool keeping = _keepBreaksAsGiven;
+    _keepBreaksAsGiven = fromFile;
     if (actionName.isEmpty()) {
-        setString(*string);
+        if (fromFile)
+            MVSyntaxHighlightingTextView::setString(*string);
+        else
+            setString(*string);
         // Old steps name places in the old text: they cannot be undone now.
         undoManager()->removeAllActions();
     } else {
         undoableSetString(*string, actionName);
     }
+    _keepBreaksAsGiven = keeping;
     // A fallback decoding is a warning, not a failure.
     if (!decodeError.isNull() && decodeError.code() == 16 && _interfaceDelegate)
         _interfaceDelegate->htmlViewHadError(this, decodeError, false);
@@ -106,7 +142,7 @@ bool HTMLView::_applyDecoded(const std::optional<QString> &string, const MVError
 }
 
 // A large UTF-8 file goes straight from its bytes into the text buffer, a
-// piece at a time with its line breaks converted on the way, so that only
+// piece at a time with its line breaks as they are, so that only
 // the bytes and one copy of the text are ever in memory together. False
 // (and nothing changed) when the bytes are not all valid UTF-8: the whole
 // decoding with its fallback takes over.
@@ -120,6 +156,7 @@ bool HTMLView::_loadLargeUTF8(const QByteArray &data, const QString &path, MVStr
     QStringDecoder decoder(QStringDecoder::Utf8);
     MVTextBuffer buffer;
     QString carried;
+    std::optional<GeneralUtility::LineBreakKind> kind;
     for (qsizetype at = 0; at < data.size(); at += DecodePieceSize) {
         QString piece = carried + decoder.decode(QByteArrayView(data).sliced(at, qMin(DecodePieceSize, data.size() - at)));
         if (decoder.hasError())
@@ -130,10 +167,17 @@ bool HTMLView::_loadLargeUTF8(const QByteArray &data, const QString &path, MVStr
             carried = QStringLiteral("\r");
             piece.chop(1);
         }
-        buffer.append(GeneralUtility::switchLineBreaks(piece, GeneralUtility::LineBreakKind(_lineBreak)));
+        if (!kind)
+            kind = GeneralUtility::firstLineBreakKind(piece, carried.isEmpty());
+        buffer.append(piece);
     }
-    if (!carried.isEmpty())
-        buffer.append(GeneralUtility::switchLineBreaks(carried, GeneralUtility::LineBreakKind(_lineBreak)));
+    if (!carried.isEmpty()) {
+        if (!kind)
+            kind = GeneralUtility::MacLineBreak;
+        buffer.append(carried);
+    }
+    if (kind)
+        _lineBreak = *kind;
     setText(std::move(buffer));
     undoManager()->removeAllActions();
     _encoding = FileEncodings::UTF8Encoding;
@@ -160,7 +204,7 @@ bool HTMLView::loadFromPath(const QString &path, MVStringEncoding storedEncoding
         _encoding = encoding;
         _byteOrderMark = mark;
     }
-    return _applyDecoded(string, decodeError, actionName, error);
+    return _applyDecoded(string, decodeError, actionName, error, true);
 }
 
 bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding,
@@ -176,12 +220,12 @@ bool HTMLView::loadFromData(const QByteArray &data, const QString &path, MVStrin
         _encoding = encoding;
         _byteOrderMark = mark;
     }
-    return _applyDecoded(string, decodeError, actionName, error);
+    return _applyDecoded(string, decodeError, actionName, error, true);
 }
 
 void HTMLView::loadFromString(const QString &string, const QString &actionName)
 {
-    _applyDecoded(string, MVError(), actionName, nullptr);
+    _applyDecoded(string, MVError(), actionName, nullptr, false);
 }
 
 QString HTMLView::lineBreakName(int type)
@@ -198,23 +242,35 @@ QString HTMLView::lineBreakName(int type)
 
 void HTMLView::setLineBreakType(int type)
 {
-    if (type < 0 || type > 2 || type == _lineBreak)
+    if (type < 0 || type > 2 || !isEditable())
+        return;
+    const QString text = fullString();
+    const QString converted = GeneralUtility::switchLineBreaks(text, GeneralUtility::LineBreakKind(type));
+    // Picking the kind the view has already still evens out a mixed text.
+    if (type == _lineBreak && converted == text)
         return;
     const int old = _lineBreak;
     _lineBreak = type;
-    const QString converted = GeneralUtility::switchLineBreaks(fullString(), GeneralUtility::LineBreakKind(type));
     MVUndoManager *undo = undoManager();
     undo->beginUndoGrouping();
     // Undoing restores the old kind as well as the old text.
-    QPointer<HTMLView> self(this);
-    undo->registerUndo([self, old] {
-        if (self)
-            self->setLineBreakType(old);
-    });
-    if (converted != fullString())
+    _registerLineBreakKindUndo(old);
+    if (converted != text)
         undoableSetString(converted, QStringLiteral("Set Line Break Type"));
     undo->setActionName(QStringLiteral("Set Line Break Type"));
     undo->endUndoGrouping();
+}
+
+void HTMLView::_registerLineBreakKindUndo(int kind)
+{
+    QPointer<HTMLView> self(this);
+    undoManager()->registerUndo([self, kind] {
+        if (!self)
+            return;
+        const int current = self->_lineBreak;
+        self->_lineBreak = kind;
+        self->_registerLineBreakKindUndo(current);
+    });
 }
 
 QString HTMLView::languageName() const

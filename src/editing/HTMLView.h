@@ -53,9 +53,13 @@ public:
 
     // Sets the text with its line breaks brought to the view's kind.
     void setString(const QString &string) override;
+    // Inserted text takes the view's kind of line break.
+    QString textForInsertion(const QString &text) const override;
 
     // Loading. storedEncoding is the encoding remembered for the file (0 for
-    // none); the one really used becomes stringEncoding(). With an action
+    // none); the one really used becomes stringEncoding(). The text keeps
+    // its line breaks as they are in the file (a mixed file stays mixed),
+    // and the view takes the kind of the first one. With an action
     // name the new text is one undoable step, otherwise it replaces the text
     // and the undo history. False when no text could be read; *error says why.
     bool loadFromPath(const QString &path, MVStringEncoding storedEncoding, const QString &actionName, MVError *error);
@@ -68,14 +72,23 @@ public:
     FileEncodings::ByteOrderMark byteOrderMark() const { return _byteOrderMark; }
     void setByteOrderMark(FileEncodings::ByteOrderMark mark) { _byteOrderMark = mark; }
 
-    // The line-break kind of the view (0 Unix, 1 Mac, 2 DOS); changing it
-    // converts the text as one undo step.
+    // The line-break kind of the view (0 Unix, 1 Mac, 2 DOS): the one of the
+    // file's first break, or for a new text the preference MVLineBreak. New
+    // text is inserted with it. Setting a kind converts every break of the
+    // text, as one undo step; a view that is not editable keeps its text.
     int lineBreakType() const { return _lineBreak; }
     void setLineBreakType(int type);
     static QString lineBreakName(int type);
 
     // The title of the language for the status bar.
     QString languageName() const;
+
+    // Posted when a general editing preference changed; every view then
+    // runs updateAttributes.
+    static QString editorPrefsChangeNotification() { return QStringLiteral("MorvelEditorPrefsChange"); }
+    // Font, tab width, wrapping and invisible characters, read again from
+    // the preferences.
+    void updateAttributes();
 
     // ---- typing ----------------------------------------------------------
     // The delegate hook runs the automation of single typed characters: ">"
@@ -142,7 +155,8 @@ private:
 
     bool _loadLargeUTF8(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding);
     bool _applyDecoded(const std::optional<QString> &string, const MVError &decodeError, const QString &actionName,
-                       MVError *error);
+                       MVError *error, bool fromFile);
+    void _registerLineBreakKindUndo(int kind);
 
     HTMLViewDelegate *_interfaceDelegate = nullptr;
     MVStringEncoding _encoding = 0;
@@ -155,4 +169,6 @@ private:
     std::optional<PendingRename> _pendingRename;
     QTimer _highlightTimer;
     MVRange _highlighted{MVNotFound, 0};
+    bool _keepBreaksAsGiven = false;
+    MVObservation _editorPrefsChange;
 };

@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 
 #include <cerrno>
 #include <cstring>
@@ -55,6 +56,7 @@ constexpr Entry Table[] = {
     {"macintosh", cf(0xA04), "MACINTOSH"},
     {"windows-1250", cf(0x501), "CP1250"},
     {"windows-1251", cf(0x502), "CP1251"},
+    {"windows-1252", WindowsLatin1Encoding, "CP1252"},
     {"windows-1253", cf(0x503), "CP1253"},
     {"windows-1254", cf(0x504), "CP1254"},
     {"windows-1255", cf(0x505), "CP1255"},
@@ -235,6 +237,68 @@ QString macRomanString(const char *bytes, qsizetype length)
     return result;
 }
 
+// Windows-1252 as browsers read it: the bytes the code page leaves
+// unassigned stand for the C1 control of the same number.
+const QString &windows1252Table()
+{
+    static const QString table = [] {
+        QString result(256, Qt::Uninitialized);
+        for (int i = 0; i < 256; ++i) {
+            const char byte = char(i);
+            std::optional<QString> decoded = decodeStrictly(&byte, 1, "CP1252", 2);
+            result[i] = decoded && decoded->size() == 1 ? decoded->at(0) : QChar(i);
+        }
+        return result;
+    }();
+    return table;
+}
+
+QString windows1252String(const char *bytes, qsizetype length)
+{
+    const QString &table = windows1252Table();
+    QString result(length, Qt::Uninitialized);
+    QChar *out = result.data();
+    for (qsizetype i = 0; i < length; ++i)
+        out[i] = table[uchar(bytes[i])];
+    return result;
+}
+
+// The reverse of the table. Strictly, nothing if a character is missing;
+// with replacements it becomes "?" and *replaced is set.
+std::optional<QByteArray> windows1252Bytes(const QString &string, bool withReplacements, bool *replaced = nullptr)
+{
+    static const QHash<char16_t, char> reverse = [] {
+        QHash<char16_t, char> result;
+        const QString &table = windows1252Table();
+        for (int i = 0; i < 256; ++i)
+            result.insert(table[i].unicode(), char(i));
+        return result;
+    }();
+    QByteArray result(string.size(), Qt::Uninitialized);
+    char *out = result.data();
+    for (qsizetype i = 0; i < string.size(); ++i) {
+        const char16_t unit = string[i].unicode();
+        if (unit < 0x80) {
+            *out++ = char(unit);
+            continue;
+        }
+        const auto found = reverse.constFind(unit);
+        if (found != reverse.constEnd()) {
+            *out++ = *found;
+            continue;
+        }
+        if (!withReplacements)
+            return std::nullopt;
+        if (QChar::isHighSurrogate(unit) && i + 1 < string.size() && string[i + 1].isLowSurrogate())
+            ++i;
+        *out++ = '?';
+        if (replaced)
+            *replaced = true;
+    }
+    result.truncate(out - result.data());
+    return result;
+}
+
 bool isLittleEndianUTF16WithoutMark(const QByteArray &data)
 {
     // Text is mostly ASCII, so its zero bytes tell the byte order: high
@@ -284,10 +348,15 @@ QString localized(const QString &key, const QString &english)
     return text == key ? english : text;
 }
 
-MVError openedUsingError(MVStringEncoding encoding)
+// The warning of a fallback: which encoding the bytes were not valid in.
+MVError fallbackError(MVStringEncoding tried)
 {
-    return MVError::morvel(16, localized(QStringLiteral("Opened using %@"), QStringLiteral("Opened using %@"))
-                                   .replace(QLatin1String("%@"), stringFromEncoding(encoding)));
+    MVError error = MVError::morvel(
+        16, localized(QStringLiteral("Not valid %@: opened as Western (Windows-1252)"),
+                      QStringLiteral("Not valid %@: opened as Western (Windows-1252)"))
+                .replace(QLatin1String("%@"), displayNameForEncoding(tried)));
+    error.setUserInfo(QStringLiteral("NSStringEncodingErrorKey"), qint64(FallbackEncoding));
+    return error;
 }
 
 MVError readError(const QString &path, int code, const QString &reason)
@@ -325,6 +394,11 @@ QString stringFromEncoding(MVStringEncoding encoding)
     return entry ? QString::fromLatin1(entry->name) : QString();
 }
 
+QString displayNameForEncoding(MVStringEncoding encoding)
+{
+    return stringFromEncoding(encoding).toUpper();
+}
+
 QList<MVStringEncoding> allEncodings()
 {
     QList<MVStringEncoding> result;
@@ -343,6 +417,8 @@ std::optional<QString> stringFromData(const QByteArray &data, MVStringEncoding e
 {
     if (encoding == MacRomanEncoding || encoding == cf(0xA04))
         return macRomanString(data.constData(), data.size());
+    if (encoding == WindowsLatin1Encoding)
+        return windows1252String(data.constData(), data.size());
     const Entry *entry = entryFor(encoding);
     if (!entry)
         return std::nullopt;
@@ -360,14 +436,14 @@ std::optional<QString> createWithData(const QByteArray &data, const QString &pat
         decided = _encodingForPath(path, data);
     std::optional<QString> text = decodeFileBytes(data, decided, mark);
     if (!text) {
-        // Mac Roman maps every byte, so this always gives the text, and
-        // saving it again in Mac Roman gives back the very same bytes.
+        // The fallback maps every byte, so this always gives the text, and
+        // saving it again in the fallback gives back the very same bytes.
+        if (error)
+            *error = fallbackError(decided);
         decided = FallbackEncoding;
-        text = macRomanString(data.constData(), data.size());
+        text = windows1252String(data.constData(), data.size());
         if (mark)
             *mark = ByteOrderMark::None;
-        if (error)
-            *error = openedUsingError(FallbackEncoding);
     }
     if (encoding)
         *encoding = decided;
@@ -422,6 +498,8 @@ std::optional<QByteArray> dataUsingEncodingStrictly(const QString &string, MVStr
     const Entry *entry = entryFor(encoding);
     if (!entry)
         return std::nullopt;
+    if (encoding == WindowsLatin1Encoding)
+        return windows1252Bytes(string, false);
     if (encoding == UTF16Encoding) {
         const bool big = mark == ByteOrderMark::UTF16BigEndian;
         std::optional<QByteArray> bytes = encode(string, big ? "UTF-16BE" : "UTF-16LE", false);
@@ -447,7 +525,9 @@ std::optional<QByteArray> dataUsingEncoding(const QString &string, MVStringEncod
 
     std::optional<QByteArray> bytes;
     if (const Entry *entry = entryFor(used)) {
-        if (used == UTF16Encoding) {
+        if (used == WindowsLatin1Encoding) {
+            bytes = windows1252Bytes(string, true);
+        } else if (used == UTF16Encoding) {
             // Only lone surrogates fail here.
             const bool big = mark == ByteOrderMark::UTF16BigEndian;
             bytes = encode(string, big ? "UTF-16BE" : "UTF-16LE", true);
@@ -461,7 +541,7 @@ std::optional<QByteArray> dataUsingEncoding(const QString &string, MVStringEncod
     }
     if (!bytes) {
         used = FallbackEncoding;
-        bytes = encode(string, MacRomanEntry.iconvName, true);
+        bytes = windows1252Bytes(string, true);
     }
     if (bytes) {
         const QString name = stringFromEncoding(used);

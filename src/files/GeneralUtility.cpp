@@ -133,6 +133,20 @@ QString switchLineBreaks(const QString &string, LineBreakKind kind)
     return result;
 }
 
+std::optional<LineBreakKind> firstLineBreakKind(QStringView text, bool atEnd)
+{
+    const auto *begin = reinterpret_cast<const char16_t *>(text.data());
+    const char16_t *const end = begin + text.size();
+    const char16_t *found = nextBreak(begin, end);
+    if (found == end)
+        return std::nullopt;
+    if (*found == u'\n')
+        return UnixLineBreak;
+    if (found + 1 < end)
+        return found[1] == u'\n' ? DOSLineBreak : MacLineBreak;
+    return atEnd ? std::optional<LineBreakKind>(MacLineBreak) : std::nullopt;
+}
+
 QString tabSpaces()
 {
     MVUserDefaults &defaults = MVUserDefaults::standard();

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QString>
+#include <QStringView>
+
+#include <optional>
 
 // Line breaks and indentation units of the editor's text.
 namespace GeneralUtility {
@@ -22,6 +25,12 @@ QString switchLineBreaks(const QString &string, const QString &lineBreak = QStri
                          const QString &name = QString());
 // The same with the kind given directly.
 QString switchLineBreaks(const QString &string, LineBreakKind kind);
+
+// The kind of the first line break of the text (CR LF is DOS, a lone CR
+// Mac, LF Unix); nothing for a text without one. A CR at the very end may
+// be the first half of a CR LF that follows: atEnd says whether more text
+// could come.
+std::optional<LineBreakKind> firstLineBreakKind(QStringView text, bool atEnd = true);
 
 // One indentation unit: a tab, or with MVTabsAreSpaces as many spaces as
 // MVTabSizeKey (4 if unset, at least one).

@@ -42,7 +42,9 @@ QStringList stringList(const QVariant &value)
     return result;
 }
 
-std::optional<QVariant> readDefinition(const QString &path, QMetaType::Type rootType)
+// A definition file of the language; nothing if it is absent. A file that
+// is there but cannot be used adds its path and the reason to problems.
+std::optional<QVariant> readDefinition(const QString &path, QMetaType::Type rootType, QStringList &problems)
 {
     if (!QFileInfo::exists(path))
         return std::nullopt;
@@ -50,10 +52,14 @@ std::optional<QVariant> readDefinition(const QString &path, QMetaType::Type root
     auto value = MVPropertyList::readFile(path, &error);
     if (!value) {
         MVLog::line(QStringLiteral("BUNDLE FILE NOT READABLE: %1: %2").arg(path, error));
+        problems.append(QStringLiteral("%1: %2").arg(path, error));
         return std::nullopt;
     }
     if (value->typeId() != rootType) {
         MVLog::line(QStringLiteral("BUNDLE FILE OF THE WRONG ROOT TYPE: %1").arg(path));
+        problems.append(QStringLiteral("%1: the file holds a %2 where a %3 belongs")
+                            .arg(path, QString::fromLatin1(value->typeName()),
+                                 QString::fromLatin1(QMetaType(rootType).name())));
         return std::nullopt;
     }
     return value;
@@ -148,6 +154,10 @@ std::shared_ptr<MVBundle> MVBundle::initWithTitle(const QString &title, const QS
 
 void MVBundle::loadDefinitions()
 {
+    {
+        std::lock_guard lock(_mutex);
+        _definitionProblems.clear();
+    }
     loadParser();
     loadCodeHinting();
     loadCodeCompletion();
@@ -159,22 +169,42 @@ void MVBundle::loadParser()
     if (path().isEmpty())
         return;
     const QString contents = path() + QStringLiteral("/Contents/");
-    const auto syntax = readDefinition(contents + QStringLiteral("syntax.plist"), QMetaType::QVariantMap);
-    if (!syntax)
+    QStringList problems;
+    const auto syntax = readDefinition(contents + QStringLiteral("syntax.plist"), QMetaType::QVariantMap, problems);
+    if (!syntax) {
+        _noteProblems(problems);
         return;
+    }
     // Made without the lock: a parser may ask its bundle questions.
     auto parser = MVDefinitionRegistry::makeParser(this, syntax->toMap());
-    if (const auto codenav = readDefinition(contents + QStringLiteral("codenav.plist"), QMetaType::QVariantList))
+    if (const auto codenav = readDefinition(contents + QStringLiteral("codenav.plist"), QMetaType::QVariantList, problems))
         parser->setCodeNavParser(MVDefinitionRegistry::makeCodeNavParser(codenav->toList(), parser.get()));
+    _noteProblems(problems);
     std::lock_guard lock(_mutex);
     _parser = std::move(parser);
+}
+
+void MVBundle::_noteProblems(const QStringList &problems)
+{
+    if (problems.isEmpty())
+        return;
+    std::lock_guard lock(_mutex);
+    _definitionProblems.append(problems);
+}
+
+QStringList MVBundle::definitionProblems() const
+{
+    std::lock_guard lock(_mutex);
+    return _definitionProblems;
 }
 
 void MVBundle::loadCodeHinting()
 {
     if (path().isEmpty())
         return;
-    const auto plist = readDefinition(path() + QStringLiteral("/Contents/hinting.plist"), QMetaType::QVariantMap);
+    QStringList problems;
+    const auto plist = readDefinition(path() + QStringLiteral("/Contents/hinting.plist"), QMetaType::QVariantMap, problems);
+    _noteProblems(problems);
     auto hinting = plist ? MVDefinitionRegistry::makeCodeHinting(this, plist->toMap()) : nullptr;
     std::lock_guard lock(_mutex);
     _codeHinting = std::move(hinting);
@@ -188,7 +218,9 @@ void MVBundle::loadCodeCompletion()
     }
     if (path().isEmpty())
         return;
-    const auto plist = readDefinition(path() + QStringLiteral("/Contents/completion.plist"), QMetaType::QVariantMap);
+    QStringList problems;
+    const auto plist = readDefinition(path() + QStringLiteral("/Contents/completion.plist"), QMetaType::QVariantMap, problems);
+    _noteProblems(problems);
     auto completion = plist ? MVDefinitionRegistry::makeCodeCompletion(this, plist->toMap()) : nullptr;
     std::lock_guard lock(_mutex);
     _codeCompletion = std::move(completion);
@@ -202,7 +234,9 @@ void MVBundle::loadCodeIndexer()
     }
     if (path().isEmpty())
         return;
-    const auto plist = readDefinition(path() + QStringLiteral("/Contents/indexer.plist"), QMetaType::QVariantMap);
+    QStringList problems;
+    const auto plist = readDefinition(path() + QStringLiteral("/Contents/indexer.plist"), QMetaType::QVariantMap, problems);
+    _noteProblems(problems);
     auto indexer = plist ? MVDefinitionRegistry::makeCodeIndexer(this, plist->toMap()) : nullptr;
     std::lock_guard lock(_mutex);
     _codeIndexer = std::move(indexer);

@@ -43,6 +43,9 @@ public:
     void loadCodeHinting();
     void loadCodeCompletion();
     void loadCodeIndexer();
+    // Definition files of the last load that exist but could not be used,
+    // each as "path: reason". Empty when every file present was read.
+    QStringList definitionProblems() const;
 
     // Writes the language into the user's "Bundles" folder: a language from
     // there in place, a shipped one under its directory name, a new one under
@@ -118,6 +121,7 @@ private:
     MVBundle();
     void _loadFileCategories(const QStringList &titles);
     void _loadFileTypes();
+    void _noteProblems(const QStringList &problems);
     std::shared_ptr<MVBundleDefinition> _definition(const std::shared_ptr<MVBundleDefinition> &field) const;
     bool _writeInfoPlistToPath(const QString &path, const QString &sourcePath, QString *error) const;
     bool _writeDefinitionsToPath(const QString &path, QString *error) const;
@@ -133,6 +137,7 @@ private:
     QString _title;
     QString _bundleIdentifier;
     bool _hideInList = false;
+    QStringList _definitionProblems;
     QStringList _fileCategories;
     QStringList _fileTypes;
     QHash<QString, QImage> _imageDict;

@@ -5,6 +5,9 @@
 #include "language/MVParser.h"
 #include "platform/MVLog.h"
 #include "platform/MVUserDefaults.h"
+#include "platform/MVUserNotices.h"
+
+#include <QObject>
 
 #include <algorithm>
 
@@ -47,6 +50,11 @@ void MVBundleRepository::_loadBundles()
             _hiddenBundles.insert(value.toString());
     }
     _loadProblems.clear();
+    const QString userBundles = Defaults::appSupportPathForFileInDirectory(QString(), QStringLiteral("Bundles"));
+    auto isUsers = [&userBundles](const QString &path) { return path.startsWith(userBundles + QLatin1Char('/')); };
+    // The user's copies that could not be read, by identifier: each stands
+    // aside for the shipped copy, and is used only if there is none.
+    QMap<QString, std::shared_ptr<MVBundle>> brokenUserCopies;
     QStringList loadedPaths;
     for (const QString &path : Defaults::pathsForResourcesOfType(QStringLiteral("mvbundle"), QStringLiteral("Bundles"))) {
         // A directory inside a language belongs to that language.
@@ -58,6 +66,9 @@ void MVBundleRepository::_loadBundles()
         if (!bundle) {
             _loadProblems.append(error);
             MVLog::line(QStringLiteral("LANGUAGE SKIPPED: %1").arg(error));
+            if (isUsers(path))
+                MVUserNotices::post(QObject::tr("A language folder of yours could not be read and is not used."),
+                                    error);
             continue;
         }
         loadedPaths.append(path);
@@ -65,18 +76,23 @@ void MVBundleRepository::_loadBundles()
         if (_bundlesByID.contains(id) || _hiddenBundles.contains(id))
             continue;
         bundle->loadDefinitions();
-        _bundlesByID.insert(id, bundle);
-        const QString parserID = bundle->identifier();
-        if (!parserID.isEmpty()) {
-            if (_bundlesByParser.contains(parserID)) {
-                const QString problem = QStringLiteral("%1: the parser identifier %2 is taken by %3")
-                                            .arg(path, parserID, _bundlesByParser.value(parserID)->path());
-                _loadProblems.append(problem);
-                MVLog::line(QStringLiteral("LANGUAGE PARSER TAKEN: %1").arg(problem));
-            } else {
-                _bundlesByParser.insert(parserID, bundle);
-            }
+        if (isUsers(path) && !bundle->definitionProblems().isEmpty()) {
+            if (!brokenUserCopies.contains(id))
+                brokenUserCopies.insert(id, bundle);
+            continue;
         }
+        _enterBundle(bundle);
+    }
+    for (const auto &broken : std::as_const(brokenUserCopies)) {
+        const bool shipped = _bundlesByID.contains(broken->bundleIdentifier());
+        if (!shipped)
+            _enterBundle(broken);
+        const QString title = broken->title().isEmpty() ? broken->bundleIdentifier() : broken->title();
+        MVUserNotices::post(
+            shipped ? QObject::tr("Your copy of the language “%1” could not be read; the copy that comes with Morvel "
+                                  "is used instead.").arg(title)
+                    : QObject::tr("Your copy of the language “%1” could not be read in full.").arg(title),
+            broken->definitionProblems().join(QLatin1Char('\n')));
     }
     refreshBundleFileTypes();
     // Second pass: parsers that refer to other languages find them now.
@@ -85,6 +101,22 @@ void MVBundleRepository::_loadBundles()
             parser->finishLoad(*this);
     }
     _loading = false;
+}
+
+void MVBundleRepository::_enterBundle(const std::shared_ptr<MVBundle> &bundle)
+{
+    _bundlesByID.insert(bundle->bundleIdentifier(), bundle);
+    const QString parserID = bundle->identifier();
+    if (parserID.isEmpty())
+        return;
+    if (_bundlesByParser.contains(parserID)) {
+        const QString problem = QStringLiteral("%1: the parser identifier %2 is taken by %3")
+                                    .arg(bundle->path(), parserID, _bundlesByParser.value(parserID)->path());
+        _loadProblems.append(problem);
+        MVLog::line(QStringLiteral("LANGUAGE PARSER TAKEN: %1").arg(problem));
+    } else {
+        _bundlesByParser.insert(parserID, bundle);
+    }
 }
 
 QStringList MVBundleRepository::loadProblems()

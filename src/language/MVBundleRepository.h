@@ -15,8 +15,9 @@ class MVBundle;
 // All languages, and the one place that decides the language of a file.
 // Languages come from the user's "Bundles" folder (at any depth) and then
 // from the application's; the first copy of a bundle identifier wins, so the
-// user's copy shadows the shipped one. Loaded on the first lookup; safe to
-// use from any thread.
+// user's copy shadows the shipped one. A user's copy with a definition file
+// that cannot be read stands aside for the shipped copy, and the user is
+// told once. Loaded on the first lookup; safe to use from any thread.
 class MVBundleRepository
 {
 public:
@@ -59,6 +60,7 @@ public:
 private:
     void _loadBundlesIfNeeded();
     void _loadBundles();
+    void _enterBundle(const std::shared_ptr<MVBundle> &bundle);
 
     std::recursive_mutex _lock;
     QSet<QString> _hiddenBundles;

@@ -6,7 +6,11 @@
 #include "platform/MVPropertyList.h"
 #include "search/MVRegex.h"
 #include "search/MVSearch.h"
+#include "search/Parsing.h"
+#include "text/MVAttributeOverlay.h"
 #include "text/MVTextStorage.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -94,6 +98,23 @@ MVParser::SubparserRanges MVParser::parseRange(MVRange range, const MVTextStorag
     return {};
 }
 
+void MVParser::parseRegion(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay,
+                           const std::vector<MVRange> &) const
+{
+    parseRange(range, storage, overlay);
+}
+
+qsizetype MVParser::regionEnd(QStringView text, qsizetype from, QStringView end) const
+{
+    if (end.isEmpty())
+        return -1;
+    const bool single = usesSingleQuotes();
+    qsizetype found = text.indexOf(end, from);
+    while (found >= 0 && Parsing::locationInQuotes(text, found, from, single))
+        found = text.indexOf(end, found + end.size());
+    return found;
+}
+
 QStringView MVParser::textToParse(const MVTextStorage &storage, MVRange range, QString &threadBuffer)
 {
     // Keep the buffer while the parses stay long (typing in a long line, a
@@ -102,6 +123,41 @@ QStringView MVParser::textToParse(const MVTextStorage &storage, MVRange range, Q
     if (capacity > 65536 && range.length < capacity / 8)
         threadBuffer = QString();
     return storage.view(range, threadBuffer);
+}
+
+QStringView MVParser::maskGaps(QStringView text, qsizetype offset, const std::vector<MVRange> &gaps,
+                               QString &threadBuffer)
+{
+    const MVRange whole{offset, text.size()};
+    bool any = false;
+    for (const MVRange &gap : gaps)
+        any = any || MVIntersectionRange(gap, whole).length > 0;
+    if (!any)
+        return text;
+    threadBuffer.resize(text.size());
+    std::copy(text.begin(), text.end(), threadBuffer.begin());
+    for (const MVRange &gap : gaps) {
+        const MVRange inside = MVIntersectionRange(gap, whole);
+        // U+FFFF is a noncharacter: no keyword, quote or delimiter.
+        std::fill_n(threadBuffer.begin() + (inside.location - offset), inside.length, QChar(0xFFFF));
+    }
+    return QStringView(threadBuffer);
+}
+
+void MVParser::addOutsideGaps(MVAttributeOverlay &overlay, const MVTextAttributes &attributes, MVRange range,
+                              const std::vector<MVRange> &gaps)
+{
+    qsizetype from = range.location;
+    const qsizetype to = range.end();
+    auto gap = std::lower_bound(gaps.begin(), gaps.end(), from,
+                                [](const MVRange &g, qsizetype location) { return g.end() <= location; });
+    for (; gap != gaps.end() && gap->location < to && from < to; ++gap) {
+        if (gap->location > from)
+            overlay.add(attributes, MVRange{from, gap->location - from});
+        from = std::max(from, gap->end());
+    }
+    if (from < to)
+        overlay.add(attributes, MVRange{from, to - from});
 }
 
 MVRange MVParser::nextSignificantRangeInString(const QString &string, MVRange range)

@@ -12,6 +12,7 @@
 #include <vector>
 
 class MVAttributeOverlay;
+class MVTextAttributes;
 class MVBundle;
 class MVBundleRepository;
 class MVRegex;
@@ -31,7 +32,10 @@ class MVParser : public MVBundleDefinition
 {
 public:
     // Ranges of the storage that another parser colours, with that parser,
-    // in text order.
+    // in text order. An entry with no parser is a gap of the region before
+    // it that contains it: a stretch that belongs to a region standing
+    // inside that one (server code inside a script), which the region's
+    // parser neither reads nor colours.
     using SubparserRanges = std::vector<std::pair<MVRange, MVParser *>>;
 
     // From the dictionary of "syntax.plist" (an empty one leaves all empty).
@@ -74,6 +78,17 @@ public:
     // range as parsed by itself (the Parser attribute) and gives nothing;
     // subclasses colour first and end by calling it.
     virtual SubparserRanges parseRange(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay) const;
+    // Colours range as a region inside another language, leaving out gaps
+    // (sorted, inside range, not overlapping): they are read as neutral
+    // characters and keep their colours. The base class ignores the gaps.
+    virtual void parseRegion(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay,
+                             const std::vector<MVRange> &gaps) const;
+    // Where a region of this language that starts at from in text ends: the
+    // first occurrence of end that this language does not hide inside one of
+    // its own tokens; -1 if none. The base class skips occurrences inside
+    // double quotes (and single ones, when the language uses them) counted
+    // from from.
+    virtual qsizetype regionEnd(QStringView text, qsizetype from, QStringView end) const;
     // The parsers that can be active inside this one.
     virtual std::vector<MVParser *> subparsers() const { return {}; }
     // Whether single quotes delimit strings in this language.
@@ -98,6 +113,14 @@ protected:
     // buffer of the calling thread that the next parse of the same kind
     // reuses (so typing in a long line allocates nothing).
     static QStringView textToParse(const MVTextStorage &storage, MVRange range, QString &threadBuffer);
+    // text (which starts at offset in the storage) with the characters of
+    // gaps replaced by a character that no language gives a meaning, in
+    // threadBuffer; text itself when there are no gaps in it.
+    static QStringView maskGaps(QStringView text, qsizetype offset, const std::vector<MVRange> &gaps,
+                                QString &threadBuffer);
+    // Adds attributes over range except where it crosses gaps (sorted).
+    static void addOutsideGaps(MVAttributeOverlay &overlay, const MVTextAttributes &attributes, MVRange range,
+                               const std::vector<MVRange> &gaps);
 
 private:
     MVBundle *_bundle;

@@ -1,7 +1,6 @@
 #include "language/MVSyntaxColouring.h"
 
 #include "language/MVParser.h"
-#include "search/Parsing.h"
 #include "text/MVTextStorage.h"
 
 MVRange MVSyntaxColouring::rangeToHighlightForRange(const MVTextStorage &storage, MVRange range)
@@ -56,9 +55,21 @@ void MVSyntaxColouring::syntaxHighlight(MVRange range, MVTextStorage &storage, c
         overlay.setBase(r, standardAttributes, {MVAttribute::MultiLine, MVAttribute::BackgroundColor});
     if (parser && r.length > 0) {
         const MVParser::SubparserRanges regions = parser->parseRange(r, storage, overlay);
-        for (const auto &[region, subparser] : regions) {
-            if (subparser && region.length > 0)
+        std::vector<MVRange> gaps;
+        for (size_t i = 0; i < regions.size(); ++i) {
+            const auto &[region, subparser] = regions[i];
+            if (!subparser || region.length <= 0)
+                continue;
+            // Entries without a parser that start inside the region are its gaps.
+            gaps.clear();
+            for (size_t j = i + 1; j < regions.size() && regions[j].first.location < region.end(); ++j) {
+                if (!regions[j].second)
+                    gaps.push_back(regions[j].first);
+            }
+            if (gaps.empty())
                 subparser->parseRange(region, storage, overlay);
+            else
+                subparser->parseRegion(region, storage, overlay, gaps);
         }
     }
     storage.beginEditing();
@@ -98,19 +109,6 @@ qsizetype lastInStorage(const MVTextStorage &storage, const QString &what, qsize
     return -1;
 }
 
-// Whether location lies inside quotes opened after relativeTo, reading only
-// that stretch of the storage (and the escapes right before it, which decide
-// whether its first quote counts).
-bool locationInQuotes(const MVTextStorage &storage, qsizetype location, qsizetype relativeTo, bool checkSingle,
-                      QString &scratch)
-{
-    qsizetype start = relativeTo;
-    while (start > 0 && storage.characterAt(start - 1) == QLatin1Char('\\'))
-        --start;
-    const QStringView view = storage.view(MVRange{start, location - start}, scratch);
-    return Parsing::locationInQuotes(view, location - start, relativeTo - start, checkSingle);
-}
-
 } // namespace
 
 MVParser *MVSyntaxColouring::checkForOpenSpecialsBefore(MVParser *parser, const MVTextStorage &storage,
@@ -133,14 +131,15 @@ MVParser *MVSyntaxColouring::checkForOpenSpecialsBefore(MVParser *parser, const 
                 continue;
             const qsizetype openerEnd = opener + openers[i].size();
             const QString closer = i < closers.size() ? closers[i] : QString();
-            qsizetype found = lastInStorage(storage, closer, openerEnd, location, scratch);
-            while (found >= 0 && locationInQuotes(storage, found, opener, subparser->usesSingleQuotes(), scratch))
-                found = lastInStorage(storage, closer, openerEnd, found, scratch);
+            // The closer as the language sees it: not inside its strings or
+            // comments (where "?>" in a PHP line comment still closes).
+            const QStringView between = storage.view(MVRange{openerEnd, location - openerEnd}, scratch);
+            const qsizetype found = subparser->regionEnd(between, 0, closer);
             if (found < 0) {
                 subparser->setTheme(theme);
                 return subparser;
             }
-            start = found + closer.size();
+            start = openerEnd + found + closer.size();
         }
     }
     return parser;

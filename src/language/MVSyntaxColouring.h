@@ -30,7 +30,8 @@ public:
                                 const MVParser *parser);
 
     // The parser at a location: the sub-parser of parser whose last opener
-    // before the location has no closer (outside quotes) after it, else
+    // before the location has no closer after it that the sub-parser sees as
+    // one (outside its strings and comments, MVParser::regionEnd), else
     // parser itself. The sub-parser found gets the theme.
     static MVParser *checkForOpenSpecialsBefore(MVParser *parser, const MVTextStorage &storage, qsizetype location,
                                                const std::shared_ptr<MVTheme> &theme);

@@ -76,6 +76,15 @@ void MVSyntaxHighlightingTextView::loadColors()
     setInsertionPointColor(theme->insertionPointColor());
     setSelectionColor(theme->selectionColor());
     setInvisiblesColor(theme->invisiblesColor());
+    // The band of the caret's line: the background moved a little toward the
+    // text colour, so that the line stays readable on dark themes as on light.
+    const QColor background = theme->backgroundColor();
+    const QColor text = theme->textColor();
+    if (background.isValid() && text.isValid()) {
+        auto mix = [](int from, int to) { return from + (to - from) * 7 / 100; };
+        setCurrentLineColor(QColor(mix(background.red(), text.red()), mix(background.green(), text.green()),
+                                   mix(background.blue(), text.blue())));
+    }
     // Uncoloured text has the text colour and no traits; the view paints
     // the background itself, so runs carry none.
     _standardAttributes = MVTextAttributes().setForeground(theme->textColor()).setTraits(0);

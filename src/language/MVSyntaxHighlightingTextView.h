@@ -85,7 +85,8 @@ public:
     bool active() const { return _active; }
     void setActive(bool active);
     // The text, background, caret, selection and invisibles colours of the
-    // current theme, and the attributes of uncoloured text.
+    // current theme, the caret line's band made from them, and the
+    // attributes of uncoloured text.
     void loadColors();
     const MVTextAttributes &standardAttributes() const { return _standardAttributes; }
 

@@ -46,13 +46,27 @@ void MVThemeRepository::_loadThemes()
             continue;
         seen.insert(id);
         _themes->push_back(theme);
-        if (id == currentID)
-            setCurrentTheme(theme);
     }
     std::stable_sort(_themes->begin(), _themes->end(),
                      [](const auto &a, const auto &b) { return a->compareTitle(*b) < 0; });
-    if (!_currentTheme && !_themes->empty())
-        setCurrentTheme(_themes->front());
+    // An identifier that names no theme (a theme removed, a typing error)
+    // falls back to the default theme, else the first by title. The stored
+    // identifier is left as it is: the theme may come back.
+    QString defaultID;
+    for (const auto &[key, value] : Defaults::registeredDefaults()) {
+        if (key == CurrentThemeKey)
+            defaultID = value.toString();
+    }
+    for (const QString &wanted : {currentID, defaultID}) {
+        const auto it = std::find_if(_themes->begin(), _themes->end(),
+                                     [&wanted](const auto &theme) { return theme->identifier() == wanted; });
+        if (it != _themes->end()) {
+            _currentTheme = *it;
+            return;
+        }
+    }
+    if (!_themes->empty())
+        _currentTheme = _themes->front();
 }
 
 std::shared_ptr<MVTheme> MVThemeRepository::currentTheme()

@@ -23,6 +23,9 @@ public:
     MVThemeRepository(const MVThemeRepository &) = delete;
     MVThemeRepository &operator=(const MVThemeRepository &) = delete;
 
+    // The theme named by MVCurrentThemeID; for an identifier that names no
+    // visible theme, the default theme or else the first by title, without
+    // writing anything back.
     std::shared_ptr<MVTheme> currentTheme();
     // Stores the theme and, unless it is null, writes its identifier to
     // MVCurrentThemeID.

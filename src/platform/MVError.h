@@ -32,6 +32,14 @@ public:
     const QVariantMap &userInfo() const { return _userInfo; }
 
     MVError &setRecoveryOptions(QStringList options, RecoveryHandler handler);
+    // The option that Escape (or closing the alert) chooses: the one that
+    // loses nothing. -1: the option named "Cancel", if there is one.
+    MVError &setEscapeOption(int option)
+    {
+        _escapeOption = option;
+        return *this;
+    }
+    int escapeOption() const { return _escapeOption; }
     MVError &setUserInfo(const QString &key, const QVariant &value);
 
     // Calls the recovery handler, if any, with the chosen option.
@@ -49,6 +57,7 @@ private:
     QStringList _recoveryOptions;
     QVariantMap _userInfo;
     std::shared_ptr<RecoveryHandler> _handler;
+    int _escapeOption = -1;
 };
 
 // Receives errors to show to the user. Windows implement it; tests record.

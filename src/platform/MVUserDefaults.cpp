@@ -2,10 +2,12 @@
 
 #include "platform/MVLog.h"
 #include "platform/MVPropertyList.h"
+#include "platform/MVUserNotices.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QObject>
 #include <QStandardPaths>
 
 #include <memory>
@@ -66,6 +68,9 @@ void MVUserDefaults::_load()
     const bool moved = QFile::rename(_path, aside);
     MVLog::line(QStringLiteral("PREFERENCES UNREADABLE: %1; using defaults%2")
                     .arg(error, moved ? QStringLiteral(", the file was kept as ") + aside : QString()));
+    MVUserNotices::post(QObject::tr("Your preferences could not be read; the defaults are used."),
+                        moved ? QObject::tr("%1: %2. The file was set aside as %3.").arg(_path, error, aside)
+                              : QObject::tr("%1: %2.").arg(_path, error));
 }
 
 bool MVUserDefaults::hasValue(const QString &key) const

@@ -1,5 +1,7 @@
 #include "search/MVSearchController.h"
 
+#include <QRegularExpression>
+
 #include "platform/MVStringTable.h"
 #include "platform/MVUserDefaults.h"
 #include "search/MVFindBuffer.h"
@@ -77,9 +79,45 @@ void MVSearchController::_changed()
     emit changed();
 }
 
+void MVSearchController::setWholeWords(bool on)
+{
+    if (on == _wholeWords)
+        return;
+    _wholeWords = on;
+    validate();
+}
+
+namespace {
+
+// The replacement text with the template markers kept as text.
+QString literalTemplate(const QString &text)
+{
+    QString result;
+    result.reserve(text.size());
+    for (const QChar c : text) {
+        if (c == u'$' || c == u'(' || c == u'\\')
+            result += u'\\';
+        result += c;
+    }
+    return result;
+}
+
+} // namespace
+
 MVSearch MVSearchController::search() const
 {
     MVSearch search;
+    if (_wholeWords && !_searchString.isEmpty()) {
+        // A word boundary at both ends, whatever the characters at the ends
+        // of the search text are.
+        const QString wordCharacter = QStringLiteral("[\\p{L}\\p{N}_]");
+        const QString inner = _regularExpression ? QStringLiteral("(?:%1)").arg(_searchString)
+                                                 : QRegularExpression::escape(_searchString);
+        search = MVSearch::initWithExpressionString(
+            QStringLiteral("(?<!%1)%2(?!%1)").arg(wordCharacter, inner), _matchCase);
+        search.setReplaceString(_regularExpression ? _replaceString : literalTemplate(_replaceString));
+        return search;
+    }
     if (_regularExpression) {
         search = MVSearch::initWithExpressionString(_searchString, _matchCase);
     } else {

@@ -8,7 +8,7 @@
 #include <QStringList>
 
 // The state and rules of a find window, without the window: the find and
-// replace fields, the two options, whether the input can run, the message
+// replace fields, the options, whether the input can run, the message
 // line, the histories and the find buffer.
 class MVSearchController : public QObject
 {
@@ -39,6 +39,10 @@ public:
     void setRegularExpression(bool on);
     bool matchCase() const { return _matchCase; }
     void setMatchCase(bool on);
+    // Matches only where neither end touches a letter, a digit or "_";
+    // with a regular expression, around the whole pattern.
+    bool wholeWords() const { return _wholeWords; }
+    void setWholeWords(bool on);
     bool isValid() const { return _valid; }
     // The message line; empty when there is nothing to say.
     QString status() const { return _status; }
@@ -92,6 +96,7 @@ private:
     QString _replaceString;
     bool _regularExpression = false;
     bool _matchCase = false;
+    bool _wholeWords = false;
     int _extendedInputTag = SearchFieldTag;
     bool _valid = false;
     QString _status;

@@ -109,6 +109,7 @@ void MVFindWindow::_build()
     auto *options = new QHBoxLayout;
     _regularExpression = new QCheckBox(tr_("Regular e&xpression"), this);
     _matchCase = new QCheckBox(tr_("&Match case"), this);
+    _wholeWords = new QCheckBox(tr_("&Whole words"), this);
     _scope = new QComboBox(this);
     _scope->addItem(tr_("Whole file"));
     _scope->addItem(tr_("Selection"));
@@ -116,6 +117,7 @@ void MVFindWindow::_build()
     scopeLabel->setBuddy(_scope);
     options->addWidget(_regularExpression);
     options->addWidget(_matchCase);
+    options->addWidget(_wholeWords);
     options->addStretch();
     options->addWidget(scopeLabel);
     options->addWidget(_scope);
@@ -157,6 +159,10 @@ void MVFindWindow::_build()
     connect(_matchCase, &QCheckBox::toggled, this, [this](bool on) {
         if (!_updating)
             _controller->setMatchCase(on);
+    });
+    connect(_wholeWords, &QCheckBox::toggled, this, [this](bool on) {
+        if (!_updating)
+            _controller->setWholeWords(on);
     });
     connect(_scope, &QComboBox::currentIndexChanged, this, [this](int index) {
         if (!_updating)
@@ -205,6 +211,7 @@ void MVFindWindow::_updateFromController()
         _replaceField->setEditText(_controller->replaceString());
     _regularExpression->setChecked(_controller->regularExpression());
     _matchCase->setChecked(_controller->matchCase());
+    _wholeWords->setChecked(_controller->wholeWords());
     _scope->setCurrentIndex(_controller->scope() == 0 ? 0 : 1);
     _updating = false;
 

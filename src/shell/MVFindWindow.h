@@ -65,6 +65,7 @@ private:
     QComboBox *_replaceField = nullptr;
     QCheckBox *_regularExpression = nullptr;
     QCheckBox *_matchCase = nullptr;
+    QCheckBox *_wholeWords = nullptr;
     QComboBox *_scope = nullptr;
     QLabel *_status = nullptr;
     QPushButton *_next = nullptr;

@@ -204,6 +204,11 @@ void MVMainMenu::install(QMainWindow *window, MVShell *shell, MVDocument *docume
     edit->addAction(QObject::tr("Select &All"), [] { sendToFocus("selectAll", &MVTextView::selectAll); })
         ->setShortcut(QKeySequence::SelectAll);
     edit->addSeparator();
+    QAction *preferences = edit->addAction(QIcon::fromTheme("preferences-system"), QObject::tr("Pr&eferences…"),
+                                           [shell] { shell->showPreferences(); });
+    preferences->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    preferences->setMenuRole(QAction::PreferencesRole);
+    edit->addSeparator();
     QMenu *find = edit->addMenu(QObject::tr("&Find"));
     MVFindWindow::sharedWindow().addActionsToMenu(find, [window]() -> MVTextView * {
         auto *documentWindow = dynamic_cast<MVDocumentWindow *>(window);

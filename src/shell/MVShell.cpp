@@ -1,16 +1,33 @@
 #include "shell/MVShell.h"
 
+#include "app/Defaults.h"
 #include "app/MVDocument.h"
 #include "app/MVDocumentController.h"
+#include "documents/MVFileDocument.h"
+#include "documents/MVImageFileView.h"
+#include "platform/MVUserDefaults.h"
 #include "shell/MVDocumentWindow.h"
+#include "shell/MVPreferencesWindow.h"
 #include "shell/MVProjectManagerWindow.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
+
+namespace {
+
+// A path under the home directory written with "~", as the user knows it.
+QString homeRelativePath(const QString &path)
+{
+    const QString home = QDir::homePath();
+    return path.startsWith(home + QLatin1Char('/')) ? QStringLiteral("~") + path.mid(home.size()) : path;
+}
+
+} // namespace
 
 MVShell::MVShell() = default;
 
@@ -19,6 +36,7 @@ MVShell::~MVShell()
     for (auto &[document, window] : _windows)
         delete window.data();
     delete _projectManager.data();
+    delete _preferences.data();
 }
 
 void MVShell::showProjectManager()
@@ -26,6 +44,7 @@ void MVShell::showProjectManager()
     if (!_projectManager)
         _projectManager = new MVProjectManagerWindow(this);
     _projectManager->refresh();
+    _frontWindow = _projectManager;
     _projectManager->show();
     _projectManager->raise();
     _projectManager->activateWindow();
@@ -73,6 +92,13 @@ void MVShell::presentError(const MVError &error, MVDocument *document)
         buttons << box.addButton(option, buttons.isEmpty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole);
     if (buttons.isEmpty())
         box.addButton(QMessageBox::Ok);
+    // Left to itself the box would give Escape to the only reject button,
+    // which may be the one that throws the user's text away.
+    int escape = error.escapeOption();
+    if (escape < 0)
+        escape = static_cast<int>(error.localizedRecoveryOptions().indexOf(QObject::tr("Cancel")));
+    if (escape >= 0 && escape < buttons.size())
+        box.setEscapeButton(buttons[escape]);
     box.exec();
     const int chosen = static_cast<int>(buttons.indexOf(box.clickedButton()));
     if (chosen >= 0)
@@ -94,6 +120,7 @@ void MVShell::showDocumentWindow(MVDocument *document)
         document->setWindow(window);
     }
     window->refresh();
+    _frontWindow = window;
     window->show();
     window->raise();
     window->activateWindow();
@@ -136,6 +163,27 @@ int MVShell::askToSaveChanges(MVDocument *document)
     return box.clickedButton() == discard ? 1 : 2;
 }
 
+bool MVShell::shouldOpenFile(const QString &path)
+{
+    if (MVImageFileView::canDisplayPath(path) || MVFileDocument::looksLikeText(path))
+        return true;
+    if (_recording) {
+        _recordedAlerts << QStringLiteral("not text? ") + path;
+        return _openAsTextAnswer;
+    }
+    QMessageBox box(QMessageBox::Question, QString(),
+                    QObject::tr("“%1” does not look like a text file.").arg(QFileInfo(path).fileName()),
+                    QMessageBox::NoButton, QApplication::activeWindow());
+    box.setInformativeText(QObject::tr("It can be shown as text to read, but not changed or saved: saving it as "
+                                       "text would damage it."));
+    QPushButton *open = box.addButton(QObject::tr("Open as Text (read-only)"), QMessageBox::AcceptRole);
+    QPushButton *cancel = box.addButton(QMessageBox::Cancel);
+    box.setDefaultButton(cancel);
+    box.setEscapeButton(cancel);
+    box.exec();
+    return box.clickedButton() == open;
+}
+
 bool MVShell::confirmOpeningLargeFile(const QString &path, qint64 size)
 {
     if (_recording) {
@@ -155,6 +203,11 @@ QStringList MVShell::runModalOpenPanel()
         return _openPanelAnswer;
     // Directories open as projects, so the panel accepts them as well as files.
     QFileDialog dialog(QApplication::activeWindow(), QObject::tr("Open"));
+    // Start beside the current document; else in the home folder, never in
+    // whatever folder the process happened to start in.
+    const MVDocument *current = MVDocumentController::sharedController().currentDocument();
+    const QString currentPath = current ? current->fileName() : QString();
+    dialog.setDirectory(currentPath.isEmpty() ? QDir::homePath() : QFileInfo(currentPath).absolutePath());
     dialog.setFileMode(QFileDialog::ExistingFiles);
     dialog.setOption(QFileDialog::DontUseNativeDialog, false);
     QStringList chosen;
@@ -177,6 +230,14 @@ void MVShell::quit()
 {
     if (!MVDocumentController::sharedController().reviewUnsavedDocuments())
         return;
+    // Every edited file has had its answer: the windows close without asking
+    // again (quitting closes every window, and a window asks on close).
+    for (auto &[document, window] : _windows) {
+        if (window) {
+            window->detachDocument();
+            window->close();
+        }
+    }
     QApplication::quit();
 }
 
@@ -188,17 +249,31 @@ void MVShell::showAbout()
                            .arg(QApplication::applicationVersion()));
 }
 
+void MVShell::showPreferences()
+{
+    if (!_preferences)
+        _preferences = new MVPreferencesWindow;
+    _preferences->refresh();
+    _preferences->show();
+    _preferences->raise();
+    _preferences->activateWindow();
+}
+
 void MVShell::showInfoWindow()
 {
     if (_recording) {
         _recordedAlerts << QStringLiteral("info window");
         return;
     }
+    // On the window shown last, so that it stands in front of it rather than
+    // of a hidden leader window behind everything.
     auto *box = new QMessageBox(QMessageBox::Information, QObject::tr("Welcome to Morvel"),
                                 QObject::tr("<b>Welcome to Morvel %1</b>").arg(QApplication::applicationVersion()),
-                                QMessageBox::Ok);
-    box->setInformativeText(QObject::tr("Open a file, a folder as a project, or a recent item from the project "
-                                        "manager. Preferences and languages live in ~/.local/share/Morvel."));
+                                QMessageBox::Ok, _frontWindow.data());
+    box->setInformativeText(
+        QObject::tr("Open a file, a folder as a project, or a recent item from the project manager. "
+                    "Preferences are kept in %1; your languages, themes and snippets in %2.")
+            .arg(homeRelativePath(MVUserDefaults::standardPath()), homeRelativePath(Defaults::tildePath())));
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setModal(false);
     box->show();

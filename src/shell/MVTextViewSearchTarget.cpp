@@ -6,6 +6,8 @@
 #include "text/MVUndoManager.h"
 
 #include <QApplication>
+#include <QPointer>
+#include <QScrollBar>
 
 MVTextViewSearchTarget::MVTextViewSearchTarget(MVTextView *view) : _view(view)
 {
@@ -72,13 +74,62 @@ void MVTextViewSearchTarget::undoableInsertText(const QString &text, const QStri
         _replace(_view->selectedRange(), text, actionName);
 }
 
+namespace {
+
+// Where the user is in a view: the selection and the scroll position.
+struct Place
+{
+    MVRange selection;
+    int top;
+    int left;
+};
+
+Place placeOf(const MVTextView *view)
+{
+    return {view->selectedRange(), view->verticalScrollBar()->value(), view->horizontalScrollBar()->value()};
+}
+
+void restorePlace(MVTextView *view, const Place &place)
+{
+    const qsizetype length = view->textStorage()->length();
+    const qsizetype start = qMin(place.selection.location, length);
+    view->setSelectedRange({start, qMin(place.selection.length, length - start)});
+    view->verticalScrollBar()->setValue(place.top);
+    view->horizontalScrollBar()->setValue(place.left);
+}
+
+// An undo step that puts the view back at the place, and registers itself
+// again so that redo and a later undo do the same.
+void registerPlace(MVTextView *view, const Place &place)
+{
+    QPointer<MVTextView> guarded(view);
+    view->undoManager()->registerUndo([guarded, place] {
+        if (!guarded)
+            return;
+        registerPlace(guarded, place);
+        restorePlace(guarded, place);
+    });
+}
+
+} // namespace
+
 void MVTextViewSearchTarget::undoableSetString(const QString &text, const QString &actionName)
 {
     if (!_view)
         return;
+    // Replacing the whole text would leave everything selected after an
+    // undo, with the view at its end. Steps on either side of the
+    // replacement put the view back where the user was: the one before it
+    // runs last on undo, the one after it last on redo.
+    const Place before = placeOf(_view);
+    MVUndoManager *undo = _view->undoManager();
+    undo->beginUndoGrouping();
+    registerPlace(_view, before);
     _replace({0, _view->textStorage()->length()}, text, actionName);
-    _view->setSelectedRange({0, 0});
-    _view->scrollRangeToVisible({0, 0});
+    restorePlace(_view, {MVRange{before.selection.location, 0}, before.top, before.left});
+    registerPlace(_view, placeOf(_view));
+    undo->setActionName(actionName);
+    undo->endUndoGrouping();
 }
 
 void MVTextViewSearchTarget::beep()

@@ -152,9 +152,10 @@ void MVTextView::insertAttachment(std::shared_ptr<MVTextAttachment> attachment)
         _ensureCaretVisible();
 }
 
-bool MVTextView::_changeText(MVRange range, const QString &text, const QString &actionName, bool typing,
+bool MVTextView::_changeText(MVRange range, const QString &given, const QString &actionName, bool typing,
                              std::shared_ptr<MVTextAttachment> attachment)
 {
+    const QString text = attachment ? given : textForInsertion(given);
     range = MVIntersectionRange(range, MVRange{0, _storage->length()});
     if (!_editable || (range.length == 0 && text.isEmpty()))
         return false;

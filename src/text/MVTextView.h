@@ -87,6 +87,9 @@ public:
     virtual void insertText(const QString &text);
     // The same with one attachment character (a fold).
     void insertAttachment(std::shared_ptr<MVTextAttachment> attachment);
+    // What typing, pasting, dropping and insertText really insert for the
+    // given text; a subclass brings it to its own conventions (line breaks).
+    virtual QString textForInsertion(const QString &text) const { return text; }
     // Replaces a range without delegate calls and without undo.
     void replaceCharactersInRange(MVRange range, const QString &string);
 
@@ -127,6 +130,7 @@ public:
     void setInvisiblesColor(const QColor &color);
     QColor textColor() const { return _textColor; }
     QColor backgroundColor() const { return _backgroundColor; }
+    QColor currentLineColor() const { return _currentLineColor; }
 
     // Geometry, all in viewport coordinates.
     // The caret rectangle for the location (for pop-ups); empty if not shown.

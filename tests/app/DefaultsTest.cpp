@@ -3,6 +3,7 @@
 #include "platform/MVLog.h"
 #include "platform/MVPropertyList.h"
 #include "platform/MVUserDefaults.h"
+#include "platform/MVUserNotices.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -93,6 +94,10 @@ TEST(MVUserDefaults, MalformedFileGivesDefaultsAndIsKept)
     MVLog::setSink({});
     EXPECT_TRUE(store.allKeys().isEmpty());
     EXPECT_EQ(lines.size(), 1);
+    // The user is told too, naming the file set aside.
+    const QStringList notices = MVUserNotices::takePending();
+    ASSERT_EQ(notices.size(), 1);
+    EXPECT_TRUE(notices.first().contains(path + ".broken")) << notices.first().toStdString();
     QFile kept(path + ".broken");
     ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
     EXPECT_TRUE(kept.readAll().startsWith("<?xml"));

@@ -21,6 +21,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -121,14 +122,16 @@ protected:
 
 TEST_F(FileDocumentTest, SavesWriteTheKindOfBytesThatWereRead)
 {
-    // Not UTF-8: read as Mac Roman with a warning, and written back the same way.
-    const QString latin = dir.write("latin.txt", "caf\xe9 cr\xe8me\n");
+    // Latin-1, not UTF-8: read as Windows-1252 with a warning that says so;
+    // accents typed into it are written as Latin-1 bytes like the rest.
+    const QString latin = dir.write("latin.txt", "Caf\xe9 Voil\xe0\n");
     auto document = open(latin);
-    EXPECT_EQ(document->encoding(), FileEncodings::MacRomanEncoding);
-    EXPECT_EQ(delegate.warnings, QStringList{QStringLiteral("Opened using macintosh")});
-    type(*document, QStringLiteral("x"));
+    EXPECT_EQ(document->encoding(), FileEncodings::WindowsLatin1Encoding);
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("Café Voilà\n"));
+    EXPECT_EQ(delegate.warnings, QStringList{QStringLiteral("Not valid UTF-8: opened as Western (Windows-1252)")});
+    type(*document, QStringLiteral("Noël été"));
     EXPECT_TRUE(document->save(nullptr));
-    EXPECT_EQ(readAll(latin), QByteArray("caf\xe9 cr\xe8me\nx"));
+    EXPECT_EQ(readAll(latin), QByteArray("Caf\xe9 Voil\xe0\nNo\xebl \xe9t\xe9"));
 
     // A UTF-8 byte-order mark survives an edit and a save.
     const QString marked = dir.write("marked.txt", "\xEF\xBB\xBFh\xC3\xA9\n");
@@ -206,18 +209,18 @@ TEST_F(FileDocumentTest, LargeFilesReadInPiecesAsTheyWouldWhole)
     }
     const QString path = dir.write("large.txt", bytes);
     auto document = open(path);
-    const QString expected = QString::fromUtf8(bytes).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    EXPECT_TRUE(document->textView()->fullString() == expected);
+    EXPECT_TRUE(document->textView()->fullString() == QString::fromUtf8(bytes));
+    EXPECT_EQ(document->textView()->lineBreakType(), 2);
     EXPECT_EQ(document->encoding(), FileEncodings::UTF8Encoding);
     EXPECT_FALSE(document->isDocumentEdited());
 
-    // One bad byte at the very end: the whole file is read as Mac Roman, so
-    // that a save gives back the same bytes.
+    // One bad byte at the very end: the whole file is read as Windows-1252,
+    // so that a save gives back the same bytes.
     bytes += "\xFF";
     const QString damaged = dir.write("damaged.txt", bytes);
     auto fallback = open(damaged);
-    EXPECT_EQ(fallback->encoding(), FileEncodings::MacRomanEncoding);
-    EXPECT_TRUE(fallback->textView()->fullString().endsWith(QChar(0x02C7)));
+    EXPECT_EQ(fallback->encoding(), FileEncodings::WindowsLatin1Encoding);
+    EXPECT_TRUE(fallback->textView()->fullString().endsWith(QChar(0xFF)));
 }
 
 TEST_F(FileDocumentTest, SaveReplacesTheFileWholeAndKeepsModeAndLinks)
@@ -419,13 +422,16 @@ TEST_F(FileDocumentTest, ReopeningWithAnotherEncoding)
 {
     const QString path = dir.write("a.txt", "caf\xe9\n");
     auto document = open(path);
-    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("caf\u00c8\n")); // Mac Roman's reading
+    EXPECT_EQ(document->textView()->fullString(), QStringLiteral("café\n")); // the fallback's reading
+    EXPECT_EQ(delegate.warnings.last(), QStringLiteral("Not valid UTF-8: opened as Western (Windows-1252)"));
 
     document->reopenUsingEncoding(QStringLiteral("iso-8859-1"));
     EXPECT_EQ(document->textView()->fullString(), QStringLiteral("café\n"));
     EXPECT_EQ(document->encoding(), FileEncodings::ISOLatin1Encoding);
     EXPECT_EQ(delegate.warnings.last(), QStringLiteral("Opened using iso-8859-1"));
     EXPECT_TRUE(delegate.errors.empty());
+    // The choice is remembered for the file: a new document opens it so.
+    EXPECT_EQ(open(path)->encoding(), FileEncodings::ISOLatin1Encoding);
 
     // Edited, "Save Changes": the save fails (the user cancels the lossy
     // question), so nothing is reopened and the old encoding stays.
@@ -500,19 +506,12 @@ TEST_F(FileDocumentTest, BinaryFilesOpenAsImagesOrTextByTheirKind)
     auto drawing = open(dir.write("icon.svg", "<svg xmlns=\"http://www.w3.org/2000/svg\"/>\n"));
     EXPECT_TRUE(drawing->textView());
 
-    // A damaged picture opens without a crash; binary data as text is kept
-    // byte for byte through the fallback encoding.
+    // A damaged picture opens without a crash.
     QByteArray noise;
     for (int i = 0; i < 4096; ++i)
         noise.append(char((i * 37 + 11) & 0xFF));
     auto broken = open(dir.write("broken.png", noise));
     EXPECT_TRUE(dynamic_cast<MVImageFileView *>(broken->fileView()));
-    const QString binary = dir.write("data.bin", noise);
-    auto asText = open(binary);
-    ASSERT_TRUE(asText->textView());
-    EXPECT_FALSE(asText->isDocumentEdited());
-    EXPECT_TRUE(asText->save(nullptr)) << "nothing to save: the file is left as it is";
-    EXPECT_EQ(readAll(binary), noise);
 }
 
 TEST_F(FileDocumentTest, SingleFileSettingsAreOneRecordAndSnippetsAreUTF16)
@@ -534,27 +533,110 @@ TEST_F(FileDocumentTest, SingleFileSettingsAreOneRecordAndSnippetsAreUTF16)
     MVUserDefaults::standard().setObject(QStringLiteral("mvSnippetsLocation"), QString());
 }
 
-TEST_F(FileDocumentTest, LineBreaksAreTheViewsKindAndChangeAsOneStep)
+TEST_F(FileDocumentTest, LineBreaksAreTheFilesOwnAndAreKeptByEditsAndSaves)
 {
-    const QString path = dir.write("dos.txt", "a\r\nb\r\n");
-    auto document = open(path);
-    HTMLView *view = document->textView();
-    EXPECT_EQ(view->fullString(), QStringLiteral("a\nb\n"));
+    const auto utf16 = [](const QString &text) {
+        return QByteArray("\xFF\xFE", 2)
+               + QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2);
+    };
+    // The preference says Unix throughout: the file's first break decides.
+    const struct
+    {
+        const char *name;
+        QByteArray bytes;
+        int kind;
+        QByteArray afterEnterAndZ; // the file after Enter and "z" at its end
+    } cases[] = {
+        {"dos.txt", "a\r\nb\r\n", 2, "a\r\nb\r\n\r\nz"},
+        {"mac.txt", "a\rb\r", 1, "a\rb\r\rz"},
+        {"unix.txt", "a\nb\n", 0, "a\nb\n\nz"},
+        {"mixed.txt", "a\r\nb\nc\rd", 2, "a\r\nb\nc\rd\r\nz"},
+        {"wide.txt", utf16(QStringLiteral("é\r\nb\r\n")), 2, utf16(QStringLiteral("é\r\nb\r\n\r\nz"))},
+    };
+    for (const auto &test : cases) {
+        SCOPED_TRACE(test.name);
+        const QString path = dir.write(test.name, test.bytes);
+        auto document = open(path);
+        HTMLView *view = document->textView();
+        EXPECT_EQ(view->lineBreakType(), test.kind);
+        EXPECT_FALSE(document->isDocumentEdited());
+        view->setSelectedRange(MVRange{view->textStorage()->length(), 0});
+        QTest::keyClick(view, Qt::Key_Return);
+        view->insertText(QStringLiteral("z"));
+        EXPECT_TRUE(document->save(nullptr));
+        EXPECT_EQ(readAll(path), test.afterEnterAndZ);
+    }
+
+    // Picking a kind converts every break of a mixed file, as one step that
+    // undoes to the mixed text; pasted text takes the file's kind.
+    auto mixed = open(dir.write("mixed2.txt", "a\r\nb\nc\r"));
+    HTMLView *view = mixed->textView();
     view->setLineBreakType(2);
-    EXPECT_EQ(view->fullString(), QStringLiteral("a\r\nb\r\n"));
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\r\nb\r\nc\r\n"));
     EXPECT_EQ(view->undoManager()->undoActionName(), QStringLiteral("Set Line Break Type"));
-    EXPECT_TRUE(document->save(nullptr));
-    EXPECT_EQ(readAll(path), QByteArray("a\r\nb\r\n"));
+    view->setLineBreakType(0);
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\nb\nc\n"));
     view->undo();
-    EXPECT_EQ(view->lineBreakType(), 0);
-    EXPECT_EQ(view->fullString(), QStringLiteral("a\nb\n"));
-    EXPECT_TRUE(document->isDocumentEdited());
+    EXPECT_EQ(view->lineBreakType(), 2);
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\r\nb\r\nc\r\n"));
+    view->undo();
+    EXPECT_EQ(view->fullString(), QStringLiteral("a\r\nb\nc\r"));
+    view->setSelectedRange(MVRange{0, 0});
+    view->insertText(QStringLiteral("p\nq\rr"));
+    EXPECT_EQ(view->fullString(), QStringLiteral("p\r\nq\r\nra\r\nb\nc\r"));
+
+    // A new file takes the preference.
+    MVUserDefaults::standard().setInteger(QStringLiteral("MVLineBreak"), 2);
+    auto untitled = std::make_shared<MVFileDocument>();
+    untitled->viewWithSuggestedFrame();
+    EXPECT_EQ(untitled->textView()->lineBreakType(), 2);
+    untitled->textView()->insertText(QStringLiteral("a\nb"));
+    EXPECT_EQ(untitled->textView()->fullString(), QStringLiteral("a\r\nb"));
+}
+
+TEST_F(FileDocumentTest, FilesThatAreNotTextOpenReadOnlyAndAreNeverSaved)
+{
+    // A copy of a program: the edit that once turned its CR bytes into LF.
+    QByteArray program = readAll(QStringLiteral("/bin/ls"));
+    ASSERT_GT(program.count('\r'), 0);
+    const QString copy = dir.write("ls", program);
+    // NUL bytes in a name that says text; UTF-16 has NULs and is text.
+    const QString nul = dir.write("notes.txt", QByteArray("abc\0\r\ndef\r", 10));
+    const QString wide = dir.write("wide.txt", QByteArray("\xFF\xFEh\0i\0\r\0\n\0", 10));
+    EXPECT_FALSE(MVFileDocument::looksLikeText(copy));
+    EXPECT_FALSE(MVFileDocument::looksLikeText(nul));
+    EXPECT_TRUE(MVFileDocument::looksLikeText(wide));
+    EXPECT_TRUE(MVFileDocument::looksLikeText(dir.write("plain", "just words\n")));
+
+    for (const QString &path : {copy, nul}) {
+        SCOPED_TRACE(path.toStdString());
+        const QByteArray before = readAll(path);
+        auto document = open(path);
+        HTMLView *view = document->textView();
+        ASSERT_TRUE(view);
+        EXPECT_TRUE(document->isReadOnly());
+        EXPECT_FALSE(document->canSave());
+        view->setSelectedRange(MVRange{0, 0});
+        view->insertText(QStringLiteral("x"));
+        QTest::keyClick(view, Qt::Key_Backspace);
+        view->setLineBreakType(0);
+        EXPECT_FALSE(document->isDocumentEdited());
+        EXPECT_EQ(view->fullString().size(), before.size()) << "every byte one character, breaks untouched";
+        document->markEdited();
+        delegate.errors.clear();
+        EXPECT_FALSE(document->save(nullptr));
+        document->saveDocumentAs(dir.file("copy-of-it"));
+        EXPECT_EQ(delegate.codes(), (QList<int>{17, 17}));
+        EXPECT_FALSE(QFileInfo::exists(dir.file("copy-of-it")));
+        EXPECT_EQ(readAll(path), before);
+    }
+    EXPECT_FALSE(open(wide)->isReadOnly());
 }
 
 TEST_F(FileDocumentTest, EditedTextIsKeptAsideWhenTheSessionEndsTheEditor)
 {
     const QString plain = dir.write("site/plain.txt", "untouched\n");
-    const QString latin = dir.write("site/latin.txt", "caf\xe9\n"); // read as Mac Roman
+    const QString latin = dir.write("site/latin.txt", "caf\xe9\n"); // read as Windows-1252
     MVMultiFileDocument window;
     auto edited = openInTabs(window, latin);
     ASSERT_TRUE(edited);
@@ -565,11 +647,11 @@ TEST_F(FileDocumentTest, EditedTextIsKeptAsideWhenTheSessionEndsTheEditor)
     ASSERT_FALSE(folder.isEmpty());
     EXPECT_EQ(QFileInfo(folder).permissions() & (QFile::ReadOther | QFile::ReadGroup), QFile::Permissions());
     const QStringList kept = MVUnsavedTextKeeper::keep({std::shared_ptr<MVDocument>(&window, [](MVDocument *) {})});
-    // Only the edited tab, as UTF-8 whatever the file's encoding (0xE9 is
-    // È in Mac Roman), readable by the user alone; the file itself untouched.
+    // Only the edited tab, as UTF-8 whatever the file's encoding, readable
+    // by the user alone; the file itself untouched.
     ASSERT_EQ(kept.size(), 1);
     EXPECT_TRUE(kept.front().endsWith(QStringLiteral(" latin.txt")));
-    EXPECT_EQ(readAll(kept.front()), QByteArray("caf\xC3\x88\n \xE2\x82\xAC"));
+    EXPECT_EQ(readAll(kept.front()), QByteArray("caf\xC3\xA9\n \xE2\x82\xAC"));
     EXPECT_EQ(QFileInfo(kept.front()).permissions() & (QFile::ReadOther | QFile::ReadGroup), QFile::Permissions());
     EXPECT_EQ(readAll(latin), QByteArray("caf\xe9\n"));
     // A second ending in the same second does not overwrite the first copy.
@@ -585,6 +667,6 @@ TEST_F(FileDocumentTest, EditedTextIsKeptAsideWhenTheSessionEndsTheEditor)
     EXPECT_TRUE(opened.isEmpty());
     MVUnsavedTextKeeper::questionForKeptText(open).attemptRecovery(0);
     ASSERT_EQ(opened.size(), 2);
-    EXPECT_EQ(readAll(opened.front()), QByteArray("caf\xC3\x88\n \xE2\x82\xAC"));
+    EXPECT_EQ(readAll(opened.front()), QByteArray("caf\xC3\xA9\n \xE2\x82\xAC"));
     EXPECT_TRUE(MVUnsavedTextKeeper::questionForKeptText(open).isNull());
 }

@@ -48,7 +48,7 @@ TEST(FileEncodings, NamesAndNumbers)
 
     // Exact comparison after removing the separators: case matters, and
     // names that are not in the table are unknown.
-    for (const char *unknown : {"UTF-8", "Utf-8", "ISO-8859-1", "iso-8859-6", "windows-1252", "latin1", "utf-32", "",
+    for (const char *unknown : {"UTF-8", "Utf-8", "ISO-8859-1", "iso-8859-6", "windows-1258", "latin1", "utf-32", "",
                                 "-", "utf 8"})
         EXPECT_EQ(encodingFromString(QString::fromLatin1(unknown)), 0u) << unknown;
     EXPECT_EQ(encodingFromString(QString()), 0u);
@@ -60,7 +60,7 @@ TEST(FileEncodings, NamesAndNumbers)
     EXPECT_TRUE(stringFromEncoding(cf(0x500)).isNull());
 
     const QList<MVStringEncoding> all = allEncodings();
-    EXPECT_EQ(all.size(), 32);
+    EXPECT_EQ(all.size(), 33);
     for (MVStringEncoding encoding : all)
         EXPECT_EQ(encodingFromString(stringFromEncoding(encoding)), encoding) << encoding;
 }
@@ -93,6 +93,7 @@ TEST(FileEncodings, EveryEncodingOfTheTableRoundTrips)
         {"macintosh", "Café ≠ π ∞ ﬁ"},
         {"windows-1250", "Zażółć gęślą"},
         {"windows-1251", "Привет"},
+        {"windows-1252", "Noël été “€” \u0081\u009D"},
         {"windows-1253", "Καλημέρα"},
         {"windows-1254", "Türkçe ığ"},
         {"windows-1255", "שלום"},
@@ -181,11 +182,11 @@ TEST(FileEncodings, LossySaveReplacesAndWarns)
     const Saved surrogate = save(QStringLiteral("a") + QChar(0xD83D) + "b", UTF8Encoding);
     EXPECT_EQ(surrogate.bytes, "a?b");
     EXPECT_EQ(surrogate.warning.code(), 16);
-    // An encoding the system cannot convert: Mac Roman, and the warning says so.
+    // An encoding the system cannot convert: Windows-1252, and the warning says so.
     const Saved unknown = save(QStringLiteral("café"), 12345);
-    EXPECT_EQ(unknown.bytes, QByteArray("caf\x8E"));
-    EXPECT_EQ(unknown.used, MacRomanEncoding);
-    EXPECT_TRUE(unknown.warning.localizedDescription().contains("macintosh"));
+    EXPECT_EQ(unknown.bytes, QByteArray("caf\xE9"));
+    EXPECT_EQ(unknown.used, WindowsLatin1Encoding);
+    EXPECT_TRUE(unknown.warning.localizedDescription().contains("windows-1252"));
     // Nothing lost: no warning, and 0 means the default.
     const Saved whole = save(QStringLiteral("ü😀"), 0);
     EXPECT_EQ(whole.bytes, QStringLiteral("ü😀").toUtf8());
@@ -256,32 +257,48 @@ TEST(FileEncodings, ChoiceByNameDeclarationMarkAndDefault)
     EXPECT_TRUE(error.isNull());
 }
 
-TEST(FileEncodings, BytesInvalidForTheEncodingOpenAsMacRomanAndSaveUnchanged)
+TEST(FileEncodings, BytesInvalidForTheEncodingOpenAsWindows1252AndSaveUnchanged)
 {
     MVScratchDir dir;
-    const QList<QByteArray> broken = {
-        QByteArray("<p>caf\xE9 cr\xE8me</p>\n"),                       // Latin-1 taken for UTF-8
-        QByteArray("<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n\xC3\xA9\n"), // UTF-8 declared ASCII
-        QByteArray("\xFF\xFEh\0i\0!", 7),                                 // UTF-16 with an odd byte count
+    QByteArray everyByte;
+    for (int i = 0; i < 256; ++i)
+        everyByte.append(char(i));
+    const struct
+    {
+        QByteArray bytes;
+        const char *notValidIn;
+    } broken[] = {
+        {QByteArray("<p>Caf\xE9, Voil\xE0, cr\xE8me</p>\n"), "UTF-8"},                  // Latin-1 taken for UTF-8
+        {QByteArray("<?xml version=\"1.0\" encoding=\"us-ascii\"?>\n\xC3\xA9\n"), "US-ASCII"}, // UTF-8 declared ASCII
+        {QByteArray("\xFF\xFEh\0i\0!", 7), "UTF-16"},                                   // UTF-16 with an odd byte count
+        {everyByte, "UTF-8"},                                                            // every byte, the five unassigned ones too
     };
-    for (const QByteArray &bytes : broken) {
-        const QString path = dir.write(QStringLiteral("broken.txt"), bytes);
+    for (const auto &test : broken) {
+        const QString path = dir.write(QStringLiteral("broken.txt"), test.bytes);
         MVStringEncoding encoding = 0;
         MVError error;
         ByteOrderMark mark = ByteOrderMark::UTF8;
         std::optional<QString> text = createWithContentsOfFile(path, &encoding, &error, &mark);
         ASSERT_TRUE(text);
-        EXPECT_EQ(encoding, MacRomanEncoding);
+        EXPECT_EQ(encoding, WindowsLatin1Encoding);
         EXPECT_EQ(mark, ByteOrderMark::None);
         EXPECT_EQ(error.code(), 16);
         EXPECT_EQ(error.domain(), MVError::MorvelDomain);
-        EXPECT_EQ(error.localizedDescription(), "Opened using macintosh");
-        EXPECT_EQ(text->size(), bytes.size());
+        EXPECT_EQ(error.localizedDescription(),
+                  QStringLiteral("Not valid %1: opened as Western (Windows-1252)").arg(test.notValidIn));
+        EXPECT_EQ(text->size(), test.bytes.size());
 
         MVError saveError;
-        EXPECT_EQ(dataUsingEncoding(*text, &encoding, &saveError, mark), bytes);
+        EXPECT_EQ(dataUsingEncoding(*text, &encoding, &saveError, mark), test.bytes);
         EXPECT_TRUE(saveError.isNull());
     }
+    // Latin-1 reads as it was written; the unassigned bytes are C1 controls.
+    const QString all = *stringFromData(everyByte, WindowsLatin1Encoding);
+    EXPECT_EQ(all.mid(0xE9, 1), QStringLiteral("é"));
+    EXPECT_EQ(all.mid(0x80, 1), QStringLiteral("€"));
+    for (int unassigned : {0x81, 0x8D, 0x8F, 0x90, 0x9D})
+        EXPECT_EQ(all.at(unassigned).unicode(), unassigned);
+    EXPECT_FALSE(dataUsingEncodingStrictly(QStringLiteral("\u0100"), WindowsLatin1Encoding));
 
     // The same through data in hand: the declaration in the data decides.
     MVStringEncoding encoding = 0;
@@ -289,7 +306,7 @@ TEST(FileEncodings, BytesInvalidForTheEncodingOpenAsMacRomanAndSaveUnchanged)
     std::optional<QString> text =
         createWithData(QByteArray("<?xml version=\"1.0\" encoding=\"utf-16\"?>\nab\n"), QString(), &encoding, &error);
     ASSERT_TRUE(text);
-    EXPECT_EQ(encoding, MacRomanEncoding);
+    EXPECT_EQ(encoding, WindowsLatin1Encoding);
     EXPECT_EQ(error.code(), 16);
 }
 
@@ -311,11 +328,11 @@ TEST(FileEncodings, FilesThatAreEmptyTinyOrUnreadable)
     std::optional<QString> oneHigh = createWithContentsOfFile(dir.write("high.txt", "\xE9"), &encoding, &error);
     ASSERT_TRUE(oneHigh);
     EXPECT_EQ(oneHigh->size(), 1);
-    EXPECT_EQ(encoding, MacRomanEncoding);
+    EXPECT_EQ(encoding, WindowsLatin1Encoding);
     encoding = UTF16Encoding;
     std::optional<QString> oneUtf16 = createWithContentsOfFile(dir.file("one.txt"), &encoding, &error);
     EXPECT_EQ(oneUtf16, QStringLiteral("x"));
-    EXPECT_EQ(encoding, MacRomanEncoding);
+    EXPECT_EQ(encoding, WindowsLatin1Encoding);
 
     auto unreadable = [&](const QString &path, int code) {
         MVStringEncoding guess = 0;

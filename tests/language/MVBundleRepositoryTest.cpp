@@ -4,6 +4,10 @@
 #include "language/MVBundle.h"
 #include "language/MVDefinitionRegistry.h"
 #include "language/MVParser.h"
+#include "platform/MVUserNotices.h"
+
+#include <QDir>
+#include <QFile>
 
 #include <QHash>
 
@@ -91,6 +95,43 @@ TEST_F(MVBundleRepositoryTest, TheUserCopyShadowsTheShippedOne)
     std::lock_guard lock(CountingParser::mutex());
     EXPECT_EQ(CountingParser::parsed().value(userCSS), 1);
     EXPECT_EQ(CountingParser::parsed().value(shippedCSS), 0) << "a shadowed language is never parsed";
+}
+
+TEST_F(MVBundleRepositoryTest, ABrokenUserCopyGivesWayToTheShippedOneAndTheUserIsToldOnce)
+{
+    shipHTML();
+    writeBundle(shippedBundles(), QStringLiteral("CSS"),
+                info(QStringLiteral("com.example.css"), QStringLiteral("CSS"), {QStringLiteral("css")}),
+                QStringLiteral("text.css"), Counting);
+    const QString userCSS = writeBundle(userDirectory(QStringLiteral("Bundles")), QStringLiteral("CSS"),
+                                        info(QStringLiteral("com.example.css"), QStringLiteral("My CSS"), {QStringLiteral("css")}),
+                                        QStringLiteral("text.css"), Counting);
+    const QString syntax = userCSS + QStringLiteral("/Contents/syntax.plist");
+    QFile file(syntax);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write("<?xml version=\"1.0\"?><plist><dict><key>format-id</key>");
+    file.close();
+    // A user's language whose Info.plist cannot be read is passed over with a notice too.
+    const QString unreadable = userDirectory(QStringLiteral("Bundles/Mine.mvbundle/Contents"));
+    QDir().mkpath(unreadable);
+    QFile info(unreadable + QStringLiteral("/Info.plist"));
+    ASSERT_TRUE(info.open(QIODevice::WriteOnly));
+    info.write("not a property list");
+    info.close();
+    MVUserNotices::takePending();
+
+    for (int load = 0; load < 2; ++load) {
+        MVBundleRepository repository;
+        const auto css = repository.bundleForIdentifier(QStringLiteral("text.css"));
+        ASSERT_TRUE(css && css->parser());
+        EXPECT_EQ(css->title(), QStringLiteral("CSS")) << "the shipped copy colours the text";
+        EXPECT_EQ(repository.bundleForPath(QStringLiteral("/site/a.css")), css);
+    }
+    const QStringList notices = MVUserNotices::takePending();
+    ASSERT_EQ(notices.size(), 2) << notices.join('\n').toStdString();
+    const QString language = notices.filter(QStringLiteral("My CSS")).value(0);
+    EXPECT_TRUE(language.contains(syntax)) << language.toStdString();
+    EXPECT_TRUE(notices.filter(QStringLiteral("Mine.mvbundle")).size() == 1);
 }
 
 TEST_F(MVBundleRepositoryTest, ExtensionsAreExactAndUnknownOnesGetHTML)

@@ -97,12 +97,16 @@ TEST_F(KeywordParserTest, StringsAndBlockCommentsCarryTheMultiLineMark)
     EXPECT_EQ(multiLineMarks(storage), QStringLiteral("mmm......mmmmm..."));
 }
 
-TEST_F(KeywordParserTest, LineCommentRunsToTheLineEndBeyondTheRange)
+TEST_F(KeywordParserTest, LineCommentEndsAtTheLineEndOrTheRangeEnd)
 {
     storage.setString(QStringLiteral("x // comment\r\nif"));
-    MVSyntaxColouring::syntaxHighlight(MVRange{0, 6}, storage, standardAttributes(), parser.get());
+    colour(storage, parser.get());
     // The CR of CR LF stays inside the comment; the LF does not.
-    EXPECT_EQ(tokens(storage), QStringLiteral("// comment\r=comment.line"));
+    EXPECT_EQ(tokens(storage), QStringLiteral("// comment\r=comment.line|if=keyword"));
+    // A range that ends inside the line (an embedded region) ends the comment.
+    storage.setString(QStringLiteral("x // comment\r\nif"));
+    MVSyntaxColouring::syntaxHighlight(MVRange{0, 6}, storage, standardAttributes(), parser.get());
+    EXPECT_EQ(tokens(storage), QStringLiteral("// c=comment.line"));
 }
 
 TEST_F(KeywordParserTest, CaseRules)

@@ -126,27 +126,28 @@ TEST_F(TagParserTest, MissingClosersRunToTheEnd)
 
 TEST_F(TagParserTest, EmbeddedRegionsGoToTheirLanguage)
 {
-    EXPECT_EQ(colourText(QStringLiteral("<script type=\"a\">if '</script>' /* x */</script><b>")),
-              QStringLiteral("\"a\"=string.double|if=keyword|'</script>'=string.single|/* x */=comment.block|<b>=markup.tag"));
-    const qsizetype body = storage.string().indexOf(QLatin1String(" type"));
+    // The opening and closing tags are tags: an attribute is never one of the
+    // region's keywords. An end text inside the language's strings or block
+    // comments does not end the region.
+    EXPECT_EQ(colourText(QStringLiteral("<script if=\"a\">if '</script>' /* </script> */</script><b>")),
+              QStringLiteral("<script if==markup.tag|\"a\"=markup.string|>=markup.tag|if=keyword|'</script>'=string.single|"
+                             "/* </script> */=comment.block|</script><b>=markup.tag"));
+    const qsizetype body = storage.string().indexOf(QLatin1String("if '"));
     EXPECT_EQ(storage.attributesAtIndex(body).parser(), script.get());
-    EXPECT_EQ(storage.attributesAtIndex(0).parser(), parser.get());
-    // The closing tag's "</" belongs to the region, its name and ">" stay plain.
-    const qsizetype close = storage.string().lastIndexOf(QLatin1String("</script>"));
-    EXPECT_EQ(storage.attributesAtIndex(close).parser(), script.get());
-    EXPECT_EQ(storage.attributesAtIndex(close + 2).parser(), parser.get());
+    EXPECT_EQ(storage.attributesAtIndex(body - 1).parser(), parser.get());
+    EXPECT_EQ(storage.attributesAtIndex(storage.string().lastIndexOf(QLatin1String("</script>"))).parser(), parser.get());
 
-    // A region with its own end text; a language that does not exist leaves an ordinary tag.
-    EXPECT_EQ(colourText(QStringLiteral("<?code if ?> if <missing a=\"b\">")),
-              QStringLiteral("if=keyword|<missing a==markup.tag|\"b\"=markup.string|>=markup.tag"));
+    // A region with its own end text: both delimiters are tags. A language
+    // that does not exist leaves an ordinary tag; a closing tag alone is a tag.
+    EXPECT_EQ(colourText(QStringLiteral("<?code if ?> if <missing a=\"b\"></script>if")),
+              QStringLiteral("<?code=markup.tag|if=keyword|?>=markup.tag|<missing a==markup.tag|\"b\"=markup.string|"
+                             "></script>=markup.tag"));
 }
 
 TEST_F(TagParserTest, RegionEndIsCaseSensitiveAndSeesOnlyTheRange)
 {
     // An opening tag in capitals opens the region; a closing tag in capitals does not end it.
-    EXPECT_EQ(colourText(QStringLiteral("<SCRIPT>if</SCRIPT><b>if")), QStringLiteral("if=keyword|if=keyword"));
-    // A closing tag alone opens a region too.
-    EXPECT_EQ(colourText(QStringLiteral("x</script>if")), QStringLiteral("if=keyword"));
+    EXPECT_EQ(colourText(QStringLiteral("<SCRIPT>if</SCRIPT><b>if")), QStringLiteral("<SCRIPT>=markup.tag|if=keyword|if=keyword"));
 }
 
 TEST_F(TagParserTest, PrefixedTagsTakeTheirLanguagesColours)
@@ -163,6 +164,9 @@ TEST_F(TagParserTest, ActiveParserFollowsOpenersAndClosers)
     EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, inside, theme), script.get());
     EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, storage.length(), theme), parser.get());
     EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, 2, theme), parser.get());
+    // A quote inside a comment of the language does not hide its closer.
+    storage.setString(QStringLiteral("<?code /* it's */ ?> y"));
+    EXPECT_EQ(MVSyntaxColouring::checkForOpenSpecialsBefore(parser.get(), storage, storage.length(), theme), parser.get());
 }
 
 TEST_F(TagParserTest, ActiveParserFoundFarBackInALargeText)

@@ -44,15 +44,26 @@ TEST_F(MVThemeRepositoryTest, UserCopiesWinAndTheListIsSortedByTitle)
     EXPECT_EQ(repository.themeWithIdentifier(QStringLiteral("id.mine"))->title(), QStringLiteral("My Mine"));
 }
 
-TEST_F(MVThemeRepositoryTest, AMissingCurrentThemeFallsToTheFirstByTitle)
+TEST_F(MVThemeRepositoryTest, AnUnknownCurrentThemeFallsBackWithoutBeingWrittenBack)
 {
     ship(QStringLiteral("a.plist"), theme(QStringLiteral("id.b"), QStringLiteral("Beta")));
     ship(QStringLiteral("b.plist"), theme(QStringLiteral("id.a"), QStringLiteral("alpha")));
-    MVUserDefaults::standard().setObject(QStringLiteral("MVCurrentThemeID"), QStringLiteral("gone"));
-
+    ship(QStringLiteral("c.plist"), theme(QStringLiteral("com.morvelworks.morvel.themes.light"), QStringLiteral("Light")));
+    MVUserDefaults &prefs = MVUserDefaults::standard();
+    prefs.setObject(QStringLiteral("MVCurrentThemeID"), QStringLiteral("gone"));
+    {
+        MVThemeRepository repository;
+        EXPECT_EQ(repository.currentTheme()->identifier(), QStringLiteral("com.morvelworks.morvel.themes.light"));
+        EXPECT_EQ(prefs.stringForKey(QStringLiteral("MVCurrentThemeID")), QStringLiteral("gone"));
+    }
+    // Without the default theme, the first by title; still nothing written.
+    QFile::remove(shippedThemes() + QStringLiteral("/c.plist"));
     MVThemeRepository repository;
     EXPECT_EQ(repository.currentTheme()->identifier(), QStringLiteral("id.a"));
-    EXPECT_EQ(MVUserDefaults::standard().stringForKey(QStringLiteral("MVCurrentThemeID")), QStringLiteral("id.a"));
+    EXPECT_EQ(prefs.stringForKey(QStringLiteral("MVCurrentThemeID")), QStringLiteral("gone"));
+    // A choice of the user is written.
+    repository.setCurrentTheme(repository.themeWithIdentifier(QStringLiteral("id.b")));
+    EXPECT_EQ(prefs.stringForKey(QStringLiteral("MVCurrentThemeID")), QStringLiteral("id.b"));
 }
 
 TEST_F(MVThemeRepositoryTest, HidingKeepsAtLeastOneThemeAndLastsAcrossLoads)

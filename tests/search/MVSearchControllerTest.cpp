@@ -100,6 +100,41 @@ TEST_F(SearchControllerTest, OptionsPersistAndMakeTheSearch)
     EXPECT_EQ(controller.search().firstMatchInString(u"xA+"), MVMakeRange(1, 2));
 }
 
+TEST_F(SearchControllerTest, WholeWordsMatchOnlyWhereNoWordGoesOn)
+{
+    MVSearchController controller;
+    controller.setWholeWords(true);
+    struct Case
+    {
+        bool regularExpression;
+        const char16_t *find;
+        const char16_t *replace;
+        const char16_t *text;
+        const char16_t *replaced;
+    };
+    const Case cases[] = {
+        {false, u"cat", u"dog", u"cat catalog bobcat cat_x cat.", u"dog catalog bobcat cat_x dog."},
+        {false, u"café", u"x", u"café cafés (café)", u"x cafés (x)"},
+        // Search text that starts or ends with no word character, and a
+        // replacement whose markers stay plain text.
+        {false, u"a.b(", u"$1(\\", u"a.b( xa.b(", u"$1(\\ xa.b("},
+        {true, u"ca|dog", u"<$0>", u"ca cat dog dogs", u"<ca> cat <dog> dogs"},
+    };
+    for (const Case &c : cases) {
+        controller.setRegularExpression(c.regularExpression);
+        controller.setSearchString(QString::fromUtf16(c.find));
+        controller.setReplaceString(QString::fromUtf16(c.replace));
+        ASSERT_TRUE(controller.isValid()) << QString::fromUtf16(c.find).toStdString();
+        QString text = QString::fromUtf16(c.text);
+        controller.search().replaceAllInString(text);
+        EXPECT_EQ(text, QString::fromUtf16(c.replaced)) << QString::fromUtf16(c.find).toStdString();
+    }
+    controller.setWholeWords(false);
+    controller.setRegularExpression(false);
+    controller.setSearchString(QStringLiteral("cat"));
+    EXPECT_EQ(controller.search().findAllForString(QStringLiteral("bobcat cat")).size(), 2u);
+}
+
 TEST_F(SearchControllerTest, HistoriesKeepTenDistinctEntriesNewestFirst)
 {
     MVSearchController controller;

@@ -35,9 +35,10 @@ QStringList snapshot(const QString &root)
 class Launch : public ::testing::Test
 {
 protected:
-    // Starts the editor in the private home, waits until its configuration
-    // tree stands, then ends it as the session would.
-    int launchAndQuit(const QStringList &arguments = {})
+    // Starts the editor in the private home, waits until the file at
+    // waitFor exists (by default the last of its configuration tree), then
+    // ends it as the session would.
+    int launchAndQuit(const QStringList &arguments = {}, const QString &waitFor = ".local/share/Morvel/Projects")
     {
         QProcess editor;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -52,15 +53,14 @@ protected:
         editor.start(QCoreApplication::applicationDirPath() + "/morvel", arguments);
         if (!editor.waitForStarted(30000))
             return -1;
-        // The configuration's last folder, and the editor's socket, which
-        // appears once it handles the termination signal.
-        const QString lastMade = home.file(".local/share/Morvel/Projects");
+        // The instance's socket comes after its signal handling is set up.
+        const QString lastMade = home.file(waitFor);
         const QString socket = home.file("runtime/morvel.sock");
         QElapsedTimer timer;
         timer.start();
         while (!(QFileInfo::exists(lastMade) && QFileInfo::exists(socket)) && timer.elapsed() < 60000)
             QThread::msleep(50);
-        QThread::msleep(200);
+        QThread::msleep(waitFor.endsWith("Projects") ? 200 : 1500);
         ::kill(static_cast<pid_t>(editor.processId()), SIGTERM);
         if (!editor.waitForFinished(60000)) {
             editor.kill();
@@ -102,6 +102,12 @@ TEST_F(Launch, AnUnreadablePreferencesFileGivesTheDefaultsAndIsKept)
     ASSERT_EQ(launchAndQuit(), 0);
     EXPECT_TRUE(QFileInfo::exists(home.file(".config/Morvel/preferences.plist.broken")));
     EXPECT_TRUE(QFileInfo::exists(home.file(".config/Morvel/preferences.plist")));
+}
+
+TEST_F(Launch, TheSessionsEndWhileALaunchAlertWaitsStillEndsTheEditor)
+{
+    // A path that does not exist raises an alert during the launch.
+    EXPECT_EQ(launchAndQuit({home.file("no-such-file.html")}, ".config/Morvel/preferences.plist"), 0);
 }
 
 } // namespace

@@ -119,7 +119,8 @@ TEST_F(DocumentController, AMissingPathAlertsOnTheProjectManagerAndOpensNothing)
 {
     EXPECT_FALSE(controller.openDocumentWithContentsOfFile(dir.file("gone.html"), true));
     ASSERT_EQ(shell.recordedAlerts().size(), 1);
-    EXPECT_EQ(shell.recordedAlerts().first(), "Unable to load project | Check the project directory and configuration");
+    EXPECT_EQ(shell.recordedAlerts().first(), "Unable to open “" + dir.file("gone.html") + "”: it does not exist. | "
+                                              "Check the path, or the project directory and configuration.");
     EXPECT_TRUE(controller.documents().empty());
     ASSERT_TRUE(shell.projectManagerWindow());
     EXPECT_TRUE(shell.projectManagerWindow()->isVisible());
@@ -221,16 +222,32 @@ TEST_F(DocumentController, AVeryLargeFileFromALinkIsOpenedOnlyIfTheUserAgrees)
     EXPECT_EQ(shell.recordedAlerts().value(0), "large? " + big);
 }
 
-TEST_F(DocumentController, QuittingAsksForEveryEditedDocumentAndCancelStops)
+TEST_F(DocumentController, QuittingAsksOnceForEachEditedDocumentAndCancelStops)
 {
-    auto edited = std::make_shared<EditedDocument>();
-    controller.addDocument(edited);
+    auto first = std::make_shared<EditedDocument>();
+    auto second = std::make_shared<EditedDocument>();
+    for (const auto &document : {first, second}) {
+        controller.addDocument(document);
+        shell.showDocumentWindow(document.get());
+    }
     shell.setAnswers(2, false, {});
-    EXPECT_FALSE(controller.reviewUnsavedDocuments());
-    EXPECT_FALSE(edited->saved);
+    shell.quit();
+    EXPECT_EQ(shell.recordedAlerts().size(), 1); // Cancel stops at the first
+    EXPECT_TRUE(shell.windowForDocument(first.get())->isVisible());
+
+    // Don't Save twice: two questions in all, and the windows then close
+    // without asking again.
+    shell.setAnswers(1, false, {});
+    const qsizetype before = shell.recordedAlerts().size();
+    shell.quit();
+    EXPECT_EQ(shell.recordedAlerts().size() - before, 2);
+    EXPECT_FALSE(shell.windowForDocument(first.get())->isVisible());
+    EXPECT_FALSE(shell.windowForDocument(second.get())->isVisible());
+    EXPECT_FALSE(first->saved);
+
     shell.setAnswers(0, false, {});
     EXPECT_TRUE(controller.reviewUnsavedDocuments());
-    EXPECT_TRUE(edited->saved);
+    EXPECT_TRUE(first->saved && second->saved);
 }
 
 TEST(MVSingleInstance, ASecondStartHandsItsArgumentsToTheFirst)

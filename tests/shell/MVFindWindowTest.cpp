@@ -145,13 +145,20 @@ TEST_F(FindWindowTest, ReplaceAllIsOneUndoStepOfTheView)
     checkBox(QStringLiteral("Regular expression"))->click();
     typeInto(window->searchField(), QStringLiteral("(?i)alpha(\\w*)"));
     typeInto(window->replaceField(), QStringLiteral("omega$1"));
+    view->setSelectedRange({8, 2});
     button(QStringLiteral("Replace All"))->click();
     EXPECT_EQ(view->string(), QStringLiteral("omega beta\r\nomega gamma\r\nomegabet"));
     EXPECT_EQ(window->statusLabel()->text(), QStringLiteral("Replaced 3"));
     EXPECT_EQ(view->undoManager()->undoActionName(), QStringLiteral("Replace All"));
+    EXPECT_EQ(view->selectedRange(), (MVRange{8, 0})) << "the caret stays where it was";
     view->undo();
     EXPECT_EQ(view->string(), QStringLiteral("alpha beta\r\nALPHA gamma\r\nalphabet"));
+    EXPECT_EQ(view->selectedRange(), (MVRange{8, 2})) << "undo gives the selection back, not the whole text";
     EXPECT_FALSE(view->undoManager()->canUndo());
+    view->redo();
+    EXPECT_EQ(view->string(), QStringLiteral("omega beta\r\nomega gamma\r\nomegabet"));
+    EXPECT_EQ(view->selectedRange(), (MVRange{8, 0}));
+    view->undo();
 
     // Replace: the selected match, then on to the next.
     view->setSelectedRange({0, 0});

@@ -5,6 +5,7 @@
 #include "language/MVTheme.h"
 #include "search/MVRegex.h"
 #include "search/Parsing.h"
+#include "text/MVTextBuffer.h"
 #include "text/MVTextStorage.h"
 
 #include <QVarLengthArray>
@@ -191,7 +192,9 @@ MVKeywordBasedParser::_rangeOfComment(QStringView s, qsizetype from, qsizetype o
         end = line.end() - offset;
         if (line.end() != storage.length())
             end -= 1;
-        end = std::max(end, openerEnd);
+        // Never past the range: the range of an embedded region ends where
+        // the region does, and what follows is another language's.
+        end = std::clamp(end, openerEnd, n);
     } else {
         const qsizetype found = s.indexOf(comment->end(), openerEnd);
         end = found < 0 ? n : found + comment->end().size();
@@ -202,10 +205,85 @@ MVKeywordBasedParser::_rangeOfComment(QStringView s, qsizetype from, qsizetype o
 MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const MVTextStorage &storage,
                                                            MVAttributeOverlay &overlay) const
 {
+    static const std::vector<MVRange> noGaps;
+    _parse(range, storage, overlay, noGaps);
+    return {};
+}
+
+void MVKeywordBasedParser::parseRegion(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay,
+                                       const std::vector<MVRange> &gaps) const
+{
+    _parse(range, storage, overlay, gaps);
+}
+
+qsizetype MVKeywordBasedParser::regionEnd(QStringView text, qsizetype from, QStringView end) const
+{
+    if (end.isEmpty())
+        return -1;
+    const char16_t *c = reinterpret_cast<const char16_t *>(text.utf16());
+    const qsizetype n = text.size();
+    const char16_t first = end[0].unicode();
+    const bool single = _singleQuoteStyle.has_value();
+    const bool dbl = _doubleQuoteStyle.has_value();
+    auto endAt = [&](qsizetype i) { return c[i] == first && text.mid(i).startsWith(end); };
+    qsizetype i = std::max<qsizetype>(from, 0);
+    while (i < n) {
+        const char16_t ch = c[i];
+        if (endAt(i))
+            return i;
+        // What the scan takes for a word can hide neither a string nor a comment.
+        if (isKeywordCharacter(ch)) {
+            ++i;
+            continue;
+        }
+        if ((dbl && ch == u'"') || (single && ch == u'\'')) {
+            qsizetype f = i + 1;
+            while (f < n && (c[f] != ch || (f + 1 < n && Parsing::characterIsEscapedAtIndex(text, f, QLatin1Char('\\')))))
+                ++f;
+            if (f >= n)
+                return -1;
+            i = f + 1;
+            continue;
+        }
+        const MVComment *comment = nullptr;
+        for (const auto &candidate : _comments) {
+            const QString &begin = candidate->begin();
+            if (!begin.isEmpty() && begin[0] == ch && text.mid(i).startsWith(begin)) {
+                comment = candidate.get();
+                break;
+            }
+        }
+        if (!comment) {
+            ++i;
+            continue;
+        }
+        i += comment->begin().size();
+        if (comment->end().isEmpty()) {
+            while (i < n && !MVTextBuffer::isLineTerminator(c[i])) {
+                if (endAt(i))
+                    return i;
+                ++i;
+            }
+        } else {
+            const qsizetype close = text.indexOf(comment->end(), i);
+            if (close < 0)
+                return -1;
+            i = close + comment->end().size();
+        }
+    }
+    return -1;
+}
+
+void MVKeywordBasedParser::_parse(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay,
+                                  const std::vector<MVRange> &gaps) const
+{
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
     if (r.length > 0) {
         thread_local QString buffer;
-        const QStringView s = textToParse(storage, r, buffer);
+        thread_local QString maskBuffer;
+        QStringView s = textToParse(storage, r, buffer);
+        if (!gaps.empty())
+            s = maskGaps(s, r.location, gaps, maskBuffer);
         const char16_t *c = reinterpret_cast<const char16_t *>(s.utf16());
         const qsizetype e = s.size();
         const bool single = _singleQuoteStyle.has_value();
@@ -228,8 +306,12 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const 
             return None;
         };
         auto add = [&](const MVTextAttributes &attributes, qsizetype from, qsizetype to) {
-            if (!attributes.isEmpty() && to > from)
+            if (attributes.isEmpty() || to <= from)
+                return;
+            if (gaps.empty())
                 overlay.add(attributes, MVRange{r.location + from, to - from});
+            else
+                addOutsideGaps(overlay, attributes, MVRange{r.location + from, to - from}, gaps);
         };
 
         // Each distinct word of the parse is looked up once (the patterns
@@ -307,7 +389,19 @@ MVParser::SubparserRanges MVKeywordBasedParser::parseRange(MVRange range, const 
             w = p < e ? nextWord(p) : None;
         }
     }
-    return MVParser::parseRange(range, storage, overlay);
+    if (gaps.empty()) {
+        MVParser::parseRange(range, storage, overlay);
+        return;
+    }
+    // The gaps keep the mark of the page around this region.
+    qsizetype from = range.location;
+    for (const MVRange &gap : gaps) {
+        if (gap.location > from)
+            overlay.addParser(this, MVRange{from, gap.location - from});
+        from = std::max(from, gap.end());
+    }
+    if (from < range.end())
+        overlay.addParser(this, MVRange{from, range.end() - from});
 }
 
 QVariantList MVKeywordBasedParser::identifiers() const

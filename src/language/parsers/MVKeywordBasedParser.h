@@ -37,6 +37,11 @@ public:
     void setTheme(const std::shared_ptr<MVTheme> &theme) override;
     using MVParser::parseRange;
     SubparserRanges parseRange(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay) const override;
+    void parseRegion(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay,
+                     const std::vector<MVRange> &gaps) const override;
+    // Skips strings and comments as the scan does; a line comment, though,
+    // ends at end (as in PHP, and as a browser ends a script).
+    qsizetype regionEnd(QStringView text, qsizetype from, QStringView end) const override;
     bool usesSingleQuotes() const override { return _singleQuoteStyle.has_value(); }
 
     QString keywordCharacters() const { return _characterString; }
@@ -91,6 +96,8 @@ private:
     void _loadQuotesInformationFromPlist(const QVariantMap &plist);
     void _loadCommentsFromPlist(const QVariantMap &plist);
     void _loadQuotesAttributes();
+    void _parse(MVRange range, const MVTextStorage &storage, MVAttributeOverlay &overlay,
+                const std::vector<MVRange> &gaps) const;
     void _addLiteral(const std::shared_ptr<MVKeyword> &keyword);
     // The earliest comment in [from, end) of the substring s that starts at
     // offset in the storage.

@@ -50,11 +50,28 @@ void MVTagBasedParser::_loadEmbedded(const QVariant &embedded)
             const QVariantMap value = it.value().toMap();
             entry.identifier = value.value(QStringLiteral("id")).toString();
             entry.end = value.value(QStringLiteral("end")).toString();
+            entry.isInline = value.value(QStringLiteral("inline")).toBool();
         } else {
             continue;
         }
+        if (entry.isInline) {
+            _inlineStarts += entry.tag[0].toLower();
+            _inlineStarts += entry.tag[0].toUpper();
+        }
         _embedded.push_back(std::move(entry));
     }
+}
+
+const MVTagBasedParser::Embedded *MVTagBasedParser::_inlineAt(QStringView text, qsizetype at) const
+{
+    const Embedded *found = nullptr;
+    const QStringView rest = text.mid(at + 1);
+    for (const Embedded &entry : _embedded) {
+        if (entry.isInline && entry.parser && !entry.end.isEmpty() && rest.startsWith(entry.tag, Qt::CaseInsensitive)
+            && (!found || entry.tag.size() > found->tag.size()))
+            found = &entry;
+    }
+    return found;
 }
 
 void MVTagBasedParser::finishLoad(MVBundleRepository &repository)
@@ -139,13 +156,58 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, const MVTe
     const MVRange r = MVIntersectionRange(range, MVRange{0, storage.length()});
     if (r.length > 0) {
         thread_local QString buffer;
-        const QStringView s = textToParse(storage, r, buffer);
-        const char16_t *c = reinterpret_cast<const char16_t *>(s.utf16());
-        const qsizetype n = s.size();
+        thread_local QString maskBuffer;
+        const QStringView text = textToParse(storage, r, buffer);
+        const qsizetype n = text.size();
 
+        // Inline regions first: they may stand anywhere, so the markup is
+        // scanned with them masked out and coloured around them.
+        struct Inline
+        {
+            qsizetype open;
+            qsizetype body;
+            qsizetype end;
+            qsizetype close;
+            const Embedded *entry;
+        };
+        std::vector<Inline> inlines;
+        std::vector<MVRange> blocks;
+        if (!_inlineStarts.isEmpty()) {
+            qsizetype at = text.indexOf(u'<');
+            while (at >= 0 && at + 1 < n) {
+                const Embedded *entry = _inlineStarts.contains(text[at + 1]) ? _inlineAt(text, at) : nullptr;
+                if (!entry) {
+                    at = text.indexOf(u'<', at + 1);
+                    continue;
+                }
+                const qsizetype body = at + 1 + entry->tag.size();
+                const qsizetype end = entry->parser->regionEnd(text, body, entry->end);
+                const Inline block{at, body, end < 0 ? n : end, end < 0 ? n : end + entry->end.size(), entry};
+                inlines.push_back(block);
+                blocks.push_back(MVRange{r.location + block.open, block.close - block.open});
+                at = text.indexOf(u'<', block.close);
+            }
+        }
+        const QStringView s = blocks.empty() ? text : maskGaps(text, r.location, blocks, maskBuffer);
+        const char16_t *c = reinterpret_cast<const char16_t *>(s.utf16());
+
+        // Colours go around inline regions. The scan adds in text order, so
+        // the first block that can meet an addition only moves forward.
+        size_t nextBlock = 0;
         auto add = [&](const MVTextAttributes &attributes, qsizetype from, qsizetype to) {
-            if (!attributes.isEmpty() && to > from)
-                overlay.add(attributes, MVRange{r.location + from, to - from});
+            if (attributes.isEmpty() || to <= from)
+                return;
+            from += r.location;
+            to += r.location;
+            while (nextBlock < blocks.size() && blocks[nextBlock].end() <= from)
+                ++nextBlock;
+            for (size_t b = nextBlock; b < blocks.size() && blocks[b].location < to; ++b) {
+                if (blocks[b].location > from)
+                    overlay.add(attributes, MVRange{from, blocks[b].location - from});
+                from = std::max(from, blocks[b].end());
+            }
+            if (from < to)
+                overlay.add(attributes, MVRange{from, to - from});
         };
         auto find = [&](char16_t what, qsizetype from) {
             for (qsizetype i = from; i < n; ++i) {
@@ -181,6 +243,60 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, const MVTe
             }
             return ws == None ? n : ws;
         };
+        // A tag from lt: the tag colour with double-quoted values in the
+        // quote colour. Gives the location of its ">" (n - 1 without one).
+        auto colourTag = [&](qsizetype lt, QStringView name) {
+            const MVTextAttributes *tagAttr = nullptr;
+            const MVTextAttributes *quoteAttr = nullptr;
+            _getAttributesForTag(name, &tagAttr, &quoteAttr);
+            if (quote < gt) {
+                qsizetype start = lt;
+                qsizetype cq = 0;
+                while (quote < gt) {
+                    add(*tagAttr, start, quote);
+                    cq = find(u'"', quote + 1);
+                    if (cq == None)
+                        cq = gt != None ? gt : n - 1;
+                    add(*quoteAttr, quote, cq + 1);
+                    start = cq + 1;
+                    nextGt(start);
+                    nextQuote(start);
+                }
+                const qsizetype close = gt == None ? n - 1 : gt;
+                add(*tagAttr, cq + 1, close + 1);
+                return close;
+            }
+            const qsizetype close = gt == None ? n - 1 : gt;
+            add(*tagAttr, lt, close + 1);
+            return close;
+        };
+        // The region of entry from body to its end text, which with a "<"
+        // or "</" right before it is coloured as a tag. Gives where the scan
+        // goes on.
+        auto region = [&](const Embedded &entry, qsizetype body) {
+            const qsizetype end = body < n ? entry.parser->regionEnd(s, body, entry.end) : -1;
+            qsizetype bodyEnd = end < 0 ? n : end;
+            if (end >= 0 && !entry.end.startsWith(u'<')) {
+                if (end - body >= 2 && c[end - 2] == u'<' && c[end - 1] == u'/')
+                    bodyEnd = end - 2;
+                else if (end > body && c[end - 1] == u'<')
+                    bodyEnd = end - 1;
+            }
+            if (bodyEnd > body) {
+                const MVRange inStorage{r.location + body, bodyEnd - body};
+                regions.emplace_back(inStorage, entry.parser.get());
+                // The inline regions inside are gaps of this one.
+                auto gap = std::lower_bound(blocks.begin(), blocks.end(), inStorage.location,
+                                            [](const MVRange &b, qsizetype location) { return b.end() <= location; });
+                for (; gap != blocks.end() && gap->location < inStorage.end(); ++gap)
+                    regions.emplace_back(*gap, nullptr);
+            }
+            if (end < 0)
+                return n;
+            const qsizetype close = end + entry.end.size();
+            add(_tagAttr, bodyEnd, close);
+            return close;
+        };
 
         qsizetype lt = find(u'<', 0);
         while (lt != None && lt < n) {
@@ -192,63 +308,51 @@ MVParser::SubparserRanges MVTagBasedParser::parseRange(MVRange range, const MVTe
             nextGt(after);
             nextQuote(after);
             const qsizetype nameEnd = std::min(gt, nextWs(after));
-            const qsizetype nameStart = c[after] == u'/' ? after + 1 : after;
+            const bool closing = c[after] == u'/';
+            const qsizetype nameStart = closing ? after + 1 : after;
             const QStringView name = nameStart < nameEnd ? s.mid(nameStart, nameEnd - nameStart) : QStringView();
 
-            const Embedded *region = nullptr;
+            // A closing tag is a tag, whatever its name.
+            const Embedded *embedded = nullptr;
             for (const Embedded &entry : _embedded) {
-                if (entry.parser && !entry.end.isEmpty() && name.compare(entry.tag, Qt::CaseInsensitive) == 0) {
-                    region = &entry;
+                if (!closing && !entry.isInline && entry.parser && !entry.end.isEmpty()
+                    && name.compare(entry.tag, Qt::CaseInsensitive) == 0) {
+                    embedded = &entry;
                     break;
                 }
             }
 
             qsizetype continuation;
-            if (region) {
-                const qsizetype body = after + name.size();
-                const bool single = region->parser->usesSingleQuotes();
-                qsizetype end = s.indexOf(region->end, body);
-                while (end >= 0 && Parsing::locationInQuotes(s, end, body, single))
-                    end = s.indexOf(region->end, end + region->end.size());
-                if (end < 0)
-                    end = n;
-                if (end > body)
-                    regions.emplace_back(MVRange{r.location + body, end - body}, region->parser.get());
-                continuation = end;
+            if (embedded && embedded->tag[0].isLetter()) {
+                const qsizetype close = colourTag(lt, name);
+                continuation = region(*embedded, close < n && c[close] == u'>' ? close + 1 : n);
+            } else if (embedded) {
+                const qsizetype body = nameStart + name.size();
+                add(_tagAttr, lt, body);
+                continuation = region(*embedded, body);
             } else if (name.startsWith(u"!--")) {
                 const qsizetype close = s.indexOf(u"-->", lt);
                 continuation = close < 0 ? n : close + 3;
                 add(_commentsAttr, lt, continuation);
-                if (continuation >= n)
-                    break;
             } else {
-                const MVTextAttributes *tagAttr = nullptr;
-                const MVTextAttributes *quoteAttr = nullptr;
-                _getAttributesForTag(name, &tagAttr, &quoteAttr);
-                if (quote < gt) {
-                    qsizetype start = lt;
-                    qsizetype cq = 0;
-                    while (quote < gt) {
-                        add(*tagAttr, start, quote);
-                        cq = find(u'"', quote + 1);
-                        if (cq == None)
-                            cq = gt != None ? gt : n - 1;
-                        add(*quoteAttr, quote, cq + 1);
-                        start = cq + 1;
-                        nextGt(start);
-                        nextQuote(start);
-                    }
-                    const qsizetype close = gt == None ? n - 1 : gt;
-                    add(*tagAttr, cq + 1, close + 1);
-                    continuation = close;
-                } else {
-                    const qsizetype close = gt == None ? n - 1 : gt;
-                    add(*tagAttr, lt, close + 1);
-                    continuation = close;
-                }
+                continuation = colourTag(lt, name);
             }
+            if (continuation >= n)
+                break;
             lt = find(u'<', std::max(continuation, after));
         }
+
+        // The delimiters of inline regions are tags; the code between them
+        // goes to its language.
+        for (const Inline &block : inlines) {
+            overlay.add(_tagAttr, MVRange{r.location + block.open, block.body - block.open});
+            overlay.add(_tagAttr, MVRange{r.location + block.end, block.close - block.end});
+            if (block.end > block.body)
+                regions.emplace_back(MVRange{r.location + block.body, block.end - block.body}, block.entry->parser.get());
+        }
+        if (!inlines.empty())
+            std::stable_sort(regions.begin(), regions.end(),
+                             [](const auto &a, const auto &b) { return a.first.location < b.first.location; });
     }
     MVParser::parseRange(range, storage, overlay);
     return regions;
@@ -269,7 +373,10 @@ QVariantMap MVTagBasedParser::plistRepresentation() const
             // so that the region comes back once the language is there.
             const QString id = entry.parser && !entry.parser->identifier().isEmpty() ? entry.parser->identifier()
                                                                                     : entry.identifier;
-            embedded.insert(entry.tag, QVariantMap{{QStringLiteral("end"), entry.end}, {QStringLiteral("id"), id}});
+            QVariantMap value{{QStringLiteral("end"), entry.end}, {QStringLiteral("id"), id}};
+            if (entry.isInline)
+                value.insert(QStringLiteral("inline"), true);
+            embedded.insert(entry.tag, value);
         }
         plist.insert(QStringLiteral("embedded"), embedded);
     }

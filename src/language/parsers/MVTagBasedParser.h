@@ -19,16 +19,26 @@ public:
     // One region of another language inside this one, by the tag name that
     // opens it: the literal, case-sensitive text that ends it and the parser
     // (resolved by finishLoad; null when the language does not exist).
+    //
+    // A name that starts with a letter is an element: its opening tag is a
+    // tag like any other, the region is the element's content and the
+    // closing tag is a tag again. Any other name is a delimiter such as
+    // "?php": the region starts right behind it and the end text is the
+    // closing delimiter; both are coloured as tags. An inline region can
+    // stand anywhere, inside tags, quoted values, comments and other regions
+    // (server code that runs before the page is read).
     struct Embedded
     {
         QString tag;
         QString end;
         QString identifier;
         std::shared_ptr<MVParser> parser;
+        bool isInline = false;
     };
 
     // Reads the frame keys, then "tag-prefix", "embedded" (a tag name to a
-    // parser identifier, ended by the name and ">", or to {"id", "end"}),
+    // parser identifier, ended by the name and ">", or to {"id", "end",
+    // "inline"}),
     // "embedded-elements" (identifiers of tag languages whose prefixed tags
     // may stand among these) and "style".
     MVTagBasedParser(MVBundle *bundle, const QVariantMap &plist);
@@ -62,6 +72,9 @@ private:
     // The tag and quote colours of a tag name: those of the last embedded
     // element whose prefix starts the name (ignoring case), else this one's.
     void _getAttributesForTag(QStringView name, const MVTextAttributes **tag, const MVTextAttributes **quote) const;
+    // The inline entry whose opener ("<" and its name, in any case) starts at
+    // at in text; the longest when several do.
+    const Embedded *_inlineAt(QStringView text, qsizetype at) const;
 
     QString _tagPrefix;
     std::vector<Embedded> _embedded;
@@ -76,4 +89,6 @@ private:
     MVTextAttributes _commentsAttr;
     // Set while the theme passes to embedded languages, which may refer back.
     bool _settingTheme = false;
+    // What follows "<" in the openers of inline entries, in both cases.
+    QString _inlineStarts;
 };
