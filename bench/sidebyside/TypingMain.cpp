@@ -65,8 +65,9 @@ void report(const char *where, const char *operation, std::vector<double> &times
     std::sort(times.begin(), times.end());
     const double median = times[times.size() / 2];
     const double p99 = times[std::min(times.size() - 1, size_t(double(times.size()) * 0.99))];
+    const QByteArray name = QByteArray(operation).replace("\"", "\\\"");
     std::printf("{\"where\": \"%s\", \"operation\": \"%s\", \"samples\": %zu, \"median_us\": %.1f, \"p99_us\": %.1f, \"max_us\": %.1f}\n",
-                where, operation, times.size(), median, p99, times.back());
+                where, name.constData(), times.size(), median, p99, times.back());
     std::fflush(stdout);
 }
 
