@@ -291,6 +291,7 @@ TEST_F(DocumentWindowTest, AFileThatIsNotTextOpensOnlyWhenAskedAndReadOnly)
     EXPECT_TRUE(controller.openDocumentWithContentsOfFile(dir.write("notes", "plain words\n"), true));
     EXPECT_EQ(shell.recordedAlerts().size(), questions);
     shell.setOpenAsTextAnswer(false);
+}
 
 TEST_F(DocumentWindowTest, PreferencesAreWrittenAndAppliedToOpenViewsAtOnce)
 {
