@@ -1,5 +1,8 @@
 #include "EditingTestSupport.h"
 
+#include <cctype>
+#include <string>
+
 namespace {
 
 using EditingTest::ViewTest;
@@ -94,7 +97,13 @@ TEST_P(HTMLViewTyping, KeysGiveTextSelectionAndUndoName)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, HTMLViewTyping, ::testing::ValuesIn(Cases));
+INSTANTIATE_TEST_SUITE_P(Keys, HTMLViewTyping, ::testing::ValuesIn(Cases),
+                         [](const ::testing::TestParamInfo<TypingCase> &info) {
+                             std::string name;
+                             for (const char *c = info.param.what; *c; ++c)
+                                 name += std::isalnum(static_cast<unsigned char>(*c)) ? *c : '_';
+                             return name;
+                         });
 
 // Bad input: a CR LF document, a huge line, a long page with nothing to
 // close, and missing or broken data files.

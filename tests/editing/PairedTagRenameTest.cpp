@@ -1,5 +1,8 @@
 #include "EditingTestSupport.h"
 
+#include <cctype>
+#include <string>
+
 namespace {
 
 using EditingTest::ViewTest;
@@ -49,7 +52,13 @@ TEST_P(PairedTagRename, EditsOfANameRenameItsPartner)
     EXPECT_EQ(view->string(), QString::fromUtf8(c.after)) << c.what;
 }
 
-INSTANTIATE_TEST_SUITE_P(Markup, PairedTagRename, ::testing::ValuesIn(Cases));
+INSTANTIATE_TEST_SUITE_P(Markup, PairedTagRename, ::testing::ValuesIn(Cases),
+                         [](const ::testing::TestParamInfo<RenameCase> &info) {
+                             std::string name;
+                             for (const char *c = info.param.what; *c; ++c)
+                                 name += std::isalnum(static_cast<unsigned char>(*c)) ? *c : '_';
+                             return name;
+                         });
 
 class PairedTagRenameUndo : public ViewTest
 {
