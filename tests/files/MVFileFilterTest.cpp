@@ -187,19 +187,3 @@ TEST(MVLocalFile, ListsADirectoryWithoutHiddenNames)
     EXPECT_FALSE(MVLocalFile::fileWithPath(dir.file("missing")));
     EXPECT_TRUE(MVLocalFile::filesForPath(dir.file("missing")).empty());
 }
-
-TEST(MVLocalFile, RenameChangesOnlyTheRecordAndTellsTheObserver)
-{
-    MVScratchDir dir;
-    dir.write("a.txt", "");
-    const auto file = MVLocalFile::fileWithPath(dir.file("a.txt"));
-    ASSERT_TRUE(file);
-    QStringList keys;
-    file->setObserver([&keys](MVLocalFile &, const QString &key) { keys.append(key); });
-    file->setName("ignored");
-    EXPECT_EQ(file->name(), "a.txt");
-    file->rename("b.txt");
-    EXPECT_EQ(file->name(), "b.txt");
-    EXPECT_EQ(keys, QStringList({"name"}));
-    EXPECT_TRUE(QFileInfo::exists(dir.file("a.txt")));
-}

@@ -28,18 +28,17 @@ inline std::shared_ptr<MVTheme> styleTheme()
     QVariantList styles;
     const QStringList &ids = MVResourceChecker::standardStyleIdentifiers();
     for (qsizetype i = 0; i < ids.size(); ++i)
-        styles.append(QVariantMap{{QStringLiteral("id"), ids[i]},
-                                  {QStringLiteral("foreground"), colourOfStyle(i + 1).name()}});
+        styles.append(QVariantMap{{"id", ids[i]}, {"foreground", colourOfStyle(i + 1).name()}});
     return MVTheme::initWithPlist(QVariantMap{
-        {QStringLiteral("id"), QStringLiteral("test.styles")},
-        {QStringLiteral("format-title"), QStringLiteral("Styles")},
-        {QStringLiteral("global-settings"),
-         QVariantMap{{QStringLiteral("background"), QStringLiteral("#ffffff")},
-                     {QStringLiteral("foreground"), QStringLiteral("#000000")},
-                     {QStringLiteral("insertion-point"), QStringLiteral("#000000")},
-                     {QStringLiteral("invisibles"), QStringLiteral("#888888")},
-                     {QStringLiteral("selection"), QStringLiteral("#ccddff")}}},
-        {QStringLiteral("styles"), styles},
+        {"id", "test.styles"},
+        {"format-title", "Styles"},
+        {"global-settings",
+         QVariantMap{{"background", "#ffffff"},
+                     {"foreground", "#000000"},
+                     {"insertion-point", "#000000"},
+                     {"invisibles", "#888888"},
+                     {"selection", "#ccddff"}}},
+        {"styles", styles},
     });
 }
 
@@ -66,7 +65,7 @@ inline QString styleAt(const MVTextStorage &storage, qsizetype index)
     const MVTextAttributes attributes = storage.attributesAtIndex(index);
     if (!attributes.has(MVAttribute::ForegroundColor) || attributes.foreground() == QColor(Qt::black).rgba())
         return QStringLiteral("-");
-    return styleOfColour().value(attributes.foreground(), QStringLiteral("?"));
+    return styleOfColour().value(attributes.foreground(), "?");
 }
 
 // The coloured pieces of the text in order, "text=style" separated by "|",
@@ -80,11 +79,11 @@ inline QString tokens(const MVTextStorage &storage)
         qsizetype end = start + 1;
         while (end < storage.length() && styleAt(storage, end) == style)
             ++end;
-        if (style != QLatin1String("-"))
-            pieces << storage.substring(MVRange{start, end - start}) + QLatin1Char('=') + style;
+        if (style != "-")
+            pieces << storage.substring(MVRange{start, end - start}) + '=' + style;
         start = end;
     }
-    return pieces.join(QLatin1Char('|'));
+    return pieces.join('|');
 }
 
 // Which characters carry the multi-line mark, as a string of "m" and ".".
@@ -92,7 +91,7 @@ inline QString multiLineMarks(const MVTextStorage &storage)
 {
     QString marks;
     for (qsizetype i = 0; i < storage.length(); ++i)
-        marks += storage.attributesAtIndex(i).isMultiLine() ? QLatin1Char('m') : QLatin1Char('.');
+        marks += storage.attributesAtIndex(i).isMultiLine() ? 'm' : '.';
     return marks;
 }
 

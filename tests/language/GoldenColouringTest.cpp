@@ -28,11 +28,20 @@ QString escaped(QStringView text)
     QString result;
     for (const QChar c : text) {
         switch (c.unicode()) {
-        case u'\n': result += QStringLiteral("\\n"); break;
-        case u'\r': result += QStringLiteral("\\r"); break;
-        case u'\t': result += QStringLiteral("\\t"); break;
-        case u'\\': result += QStringLiteral("\\\\"); break;
-        default: result += c;
+        case u'\n':
+            result += "\\n";
+            break;
+        case u'\r':
+            result += "\\r";
+            break;
+        case u'\t':
+            result += "\\t";
+            break;
+        case u'\\':
+            result += "\\\\";
+            break;
+        default:
+            result += c;
         }
     }
     return result;
@@ -47,8 +56,8 @@ QString describeRuns(const MVTextStorage &storage)
     auto keyAt = [&](qsizetype i) {
         const MVTextAttributes a = storage.attributesAtIndex(i);
         const auto *parser = static_cast<const MVParser *>(a.parser());
-        return styleAt(storage, i) + QLatin1Char(' ') + (parser ? parser->identifier() : QStringLiteral("none"))
-               + (a.isMultiLine() ? QStringLiteral(" multi-line") : QString());
+        return styleAt(storage, i) + ' ' + (parser ? parser->identifier() : "none")
+            + (a.isMultiLine() ? QStringLiteral(" multi-line") : QString());
     };
     while (start < storage.length()) {
         const QString key = keyAt(start);
@@ -74,8 +83,9 @@ protected:
 TEST_F(GoldenColouringTest, SamplesColourAsRecorded)
 {
     const bool regenerate = qEnvironmentVariableIsSet("MORVEL_REGENERATE_COLOUR_REFERENCES");
-    const QDir samples(MVTestEnvironment::fixturePath(QStringLiteral("languages")));
-    const QStringList files = samples.entryList(QDir::Files, QDir::Name).filter(QRegularExpression(QStringLiteral("^sample(-[a-z]+)?\\.[a-z]+$")));
+    const QDir samples(MVTestEnvironment::fixturePath("languages"));
+    const QStringList files
+        = samples.entryList(QDir::Files, QDir::Name).filter(QRegularExpression("^sample(-[a-z]+)?\\.[a-z]+$"));
     ASSERT_GE(files.size(), 13);
 
     MVBundleRepository repository;
@@ -103,10 +113,10 @@ TEST_F(GoldenColouringTest, SamplesColourAsRecorded)
             continue;
         }
         QFile reference(referencePath);
-        ASSERT_TRUE(reference.open(QIODevice::ReadOnly)) << "no reference " << referencePath.toStdString()
-                                                         << "; run tools/regenerate-colour-references.sh";
-        const QStringList expectedLines = QString::fromUtf8(reference.readAll()).split(QLatin1Char('\n'));
-        const QStringList actualLines = actual.split(QLatin1Char('\n'));
+        ASSERT_TRUE(reference.open(QIODevice::ReadOnly))
+            << "no reference " << referencePath.toStdString() << "; run tools/regenerate-colour-references.sh";
+        const QStringList expectedLines = QString::fromUtf8(reference.readAll()).split('\n');
+        const QStringList actualLines = actual.split('\n');
         // Report the first run that differs rather than two whole files.
         for (qsizetype i = 0; i < std::max(expectedLines.size(), actualLines.size()); ++i) {
             const QString expected = expectedLines.value(i);
@@ -120,7 +130,7 @@ TEST_F(GoldenColouringTest, SamplesColourAsRecorded)
     }
     // Every shipped language has a sample.
     languagesSeen.removeDuplicates();
-    EXPECT_EQ(languagesSeen.size(), 12) << languagesSeen.join(QLatin1Char(' ')).toStdString();
+    EXPECT_EQ(languagesSeen.size(), 12) << languagesSeen.join(' ').toStdString();
 }
 
 // The style of each character of text coloured alone by parser.
@@ -176,13 +186,13 @@ void expectRegionsColourAsAlone(const MVTextStorage &page, const MVParser *outer
 // and the scripts and styles as JavaScript and CSS files.
 TEST_F(GoldenColouringTest, TemplateColoursEachLanguageAsItsOwnFile)
 {
-    QFile input(MVTestEnvironment::fixturePath(QStringLiteral("languages/sample-wordpress.php")));
+    QFile input(MVTestEnvironment::fixturePath("languages/sample-wordpress.php"));
     ASSERT_TRUE(input.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(input.readAll());
     MVBundleRepository repository;
     const auto theme = styleTheme();
-    const auto template_ = repository.bundleForPath(QStringLiteral("page.php"))->parser();
-    const auto html = repository.bundleForPath(QStringLiteral("page.html"))->parser();
+    const auto template_ = repository.bundleForPath("page.php")->parser();
+    const auto html = repository.bundleForPath("page.html")->parser();
     template_->setTheme(theme);
     html->setTheme(theme);
 
@@ -198,13 +208,13 @@ TEST_F(GoldenColouringTest, TemplateColoursEachLanguageAsItsOwnFile)
     std::vector<qsizetype> origin;
     qsizetype next = 0;
     for (const auto &[body, parser] : regionsIn(page, template_.get())) {
-        if (parser->identifier() != QLatin1String("text.php.code"))
+        if (parser->identifier() != "text.php.code")
             continue;
-        const qsizetype open = text.lastIndexOf(QLatin1String("<?"), body.location);
-        const qsizetype close = text.mid(body.end(), 2) == QLatin1String("?>") ? body.end() + 2 : body.end();
+        const qsizetype open = text.lastIndexOf("<?", body.location);
+        const qsizetype close = text.mid(body.end(), 2) == "?>" ? body.end() + 2 : body.end();
         for (qsizetype i = open; i < close; ++i) {
             if (i < body.location || i >= body.end()) {
-                EXPECT_EQ(styleAt(page, i), QStringLiteral("markup.tag")) << "delimiter at " << i;
+                EXPECT_EQ(styleAt(page, i), "markup.tag") << "delimiter at " << i;
             }
         }
         for (; next < open; ++next) {
@@ -231,8 +241,8 @@ TEST_F(GoldenColouringTest, TemplateColoursEachLanguageAsItsOwnFile)
 
     seen.removeDuplicates();
     seen.sort();
-    EXPECT_EQ(seen.join(QLatin1Char(' ')), QStringLiteral("text.css text.js text.php.code"));
-    EXPECT_TRUE(asHtml.contains(QStringLiteral("markup.tag")) && asHtml.contains(QStringLiteral("markup.comment")));
+    EXPECT_EQ(seen.join(' '), "text.css text.js text.php.code");
+    EXPECT_TRUE(asHtml.contains("markup.tag") && asHtml.contains("markup.comment"));
 }
 
 // Pages that mix languages, and patterns whose shorter alternatives come

@@ -16,7 +16,7 @@ namespace LanguageTest {
 
 inline QString userDirectory(const QString &name)
 {
-    return Defaults::tildePath() + QLatin1Char('/') + name;
+    return Defaults::tildePath() + '/' + name;
 }
 
 inline void removeTree(const QString &path)
@@ -27,9 +27,9 @@ inline void removeTree(const QString &path)
 
 inline QVariantMap info(const QString &bundleID, const QString &title, const QStringList &types = {})
 {
-    QVariantMap map{{QStringLiteral("CFBundleIdentifier"), bundleID}, {QStringLiteral("CFBundleName"), title}};
+    QVariantMap map{{"CFBundleIdentifier", bundleID}, {"CFBundleName", title}};
     if (!types.isEmpty())
-        map.insert(QStringLiteral("file-types"), types);
+        map.insert("file-types", types);
     return map;
 }
 
@@ -38,38 +38,38 @@ inline QVariantMap info(const QString &bundleID, const QString &title, const QSt
 inline QString writeBundle(const QString &directory, const QString &name, const QVariantMap &infoPlist,
                            const QString &parserID = QString(), const QVariantMap &extraSyntax = {})
 {
-    const QString path = directory + QLatin1Char('/') + name + QStringLiteral(".mvbundle");
-    EXPECT_TRUE(MVPropertyList::writeFile(infoPlist, path + QStringLiteral("/Contents/Info.plist"),
-                                          MVPropertyList::XMLFormat));
+    const QString path = directory + '/' + name + QStringLiteral(".mvbundle");
+    EXPECT_TRUE(
+        MVPropertyList::writeFile(infoPlist, path + QStringLiteral("/Contents/Info.plist"), MVPropertyList::XMLFormat));
     if (!parserID.isEmpty() || !extraSyntax.isEmpty()) {
         QVariantMap syntax = extraSyntax;
         if (!parserID.isEmpty())
-            syntax.insert(QStringLiteral("format-id"), parserID);
+            syntax.insert("format-id", parserID);
         EXPECT_TRUE(MVPropertyList::writeFile(syntax, path + QStringLiteral("/Contents/syntax.plist"),
                                               MVPropertyList::BinaryFormat));
     }
     return path;
 }
 
-inline QVariantMap theme(const QString &id, const QString &title, const QString &background = QStringLiteral("#ffffff"),
+inline QVariantMap theme(const QString &id, const QString &title, const QString &background = "#ffffff",
                          const QVariantList &styles = {})
 {
     return QVariantMap{
-        {QStringLiteral("id"), id},
-        {QStringLiteral("format-title"), title},
-        {QStringLiteral("global-settings"),
-         QVariantMap{{QStringLiteral("background"), background},
-                     {QStringLiteral("foreground"), QStringLiteral("#000000")},
-                     {QStringLiteral("insertion-point"), QStringLiteral("#000000")},
-                     {QStringLiteral("invisibles"), QStringLiteral("#888888")},
-                     {QStringLiteral("selection"), QStringLiteral("#ccddff")}}},
-        {QStringLiteral("styles"), styles},
+        {"id", id},
+        {"format-title", title},
+        {"global-settings",
+         QVariantMap{{"background", background},
+                     {"foreground", "#000000"},
+                     {"insertion-point", "#000000"},
+                     {"invisibles", "#888888"},
+                     {"selection", "#ccddff"}}},
+        {"styles", styles},
     };
 }
 
 inline QVariantMap style(const QString &id, const QString &foreground)
 {
-    return QVariantMap{{QStringLiteral("id"), id}, {QStringLiteral("foreground"), foreground}};
+    return QVariantMap{{"id", id}, {"foreground", foreground}};
 }
 
 // Application resources in a scratch directory, an empty user folder and no
@@ -89,13 +89,13 @@ protected:
     }
     static void cleanUser()
     {
-        removeTree(userDirectory(QStringLiteral("Bundles")));
-        removeTree(userDirectory(QStringLiteral("Themes")));
+        removeTree(userDirectory("Bundles"));
+        removeTree(userDirectory("Themes"));
         for (const char *key : {"MVHiddenBundles", "MVHiddenThemes", "MVCurrentThemeID"})
             MVUserDefaults::standard().removeObject(QString::fromLatin1(key));
     }
-    QString shippedBundles() const { return resources.file(QStringLiteral("Bundles")); }
-    QString shippedThemes() const { return resources.file(QStringLiteral("Themes")); }
+    QString shippedBundles() const { return resources.file("Bundles"); }
+    QString shippedThemes() const { return resources.file("Themes"); }
 
     MVScratchDir resources;
 };

@@ -13,25 +13,17 @@ namespace {
 QVariantMap scriptSyntax()
 {
     return QVariantMap{
-        {QStringLiteral("format-type"), QStringLiteral("keyword")},
-        {QStringLiteral("format-id"), QStringLiteral("test.script")},
-        {QStringLiteral("keyword-characters"), QStringLiteral("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_$")},
-        {QStringLiteral("keywords"),
-         QVariantMap{{QStringLiteral("keyword"), QStringList{QStringLiteral("if"), QStringLiteral("return")}},
-                     {QStringLiteral("constant.language"), QStringList{QStringLiteral("null")}}}},
-        {QStringLiteral("regex-keywords"),
-         QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("constant.numeric")},
-                                  {QStringLiteral("keyword"), QStringLiteral("[0-9]+")}},
-                      QVariantMap{{QStringLiteral("id"), QStringLiteral("variable")},
-                                  {QStringLiteral("keyword"), QStringLiteral("(unclosed")}}}},
-        {QStringLiteral("quotes"),
-         QVariantMap{{QStringLiteral("single"), QStringLiteral("string.single")},
-                     {QStringLiteral("double"), QStringLiteral("string.double")}}},
-        {QStringLiteral("comments"),
-         QVariantList{QVariantMap{{QStringLiteral("begin"), QStringLiteral("//")}, {QStringLiteral("id"), QStringLiteral("comment.line")}},
-                      QVariantMap{{QStringLiteral("begin"), QStringLiteral("/*")},
-                                  {QStringLiteral("end"), QStringLiteral("*/")},
-                                  {QStringLiteral("id"), QStringLiteral("comment.block")}}}},
+        {"format-type", "keyword"},
+        {"format-id", "test.script"},
+        {"keyword-characters", "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_$"},
+        {"keywords", QVariantMap{{"keyword", QStringList{"if", "return"}}, {"constant.language", QStringList{"null"}}}},
+        {"regex-keywords",
+         QVariantList{QVariantMap{{"id", "constant.numeric"}, {"keyword", "[0-9]+"}},
+                      QVariantMap{{"id", "variable"}, {"keyword", "(unclosed"}}}},
+        {"quotes", QVariantMap{{"single", "string.single"}, {"double", "string.double"}}},
+        {"comments",
+         QVariantList{QVariantMap{{"begin", "//"}, {"id", "comment.line"}},
+                      QVariantMap{{"begin", "/*"}, {"end", "*/"}, {"id", "comment.block"}}}},
     };
 }
 
@@ -58,137 +50,117 @@ protected:
 
 TEST_F(KeywordParserTest, ColoursWordsStringsAndComments)
 {
-    EXPECT_EQ(colourText(QStringLiteral("if (x) return null; // done\n/* a\nb */ 42 x42")),
-              QStringLiteral("if=keyword|return=keyword|null=constant.language|// done=comment.line|"
-                             "/* a\nb */=comment.block|42=constant.numeric"));
+    const std::pair<const char *, const char *> cases[] = {
+        {"if (x) return null; // done\n/* a\nb */ 42 x42",
+         "if=keyword|return=keyword|null=constant.language|// done=comment.line|/* a\nb */=comment.block|"
+         "42=constant.numeric"},
+        // Tokens hide what is inside them.
+        {"'if // no' /* 'return' */ \"/* x */\" if",
+         "'if // no'=string.single|/* 'return' */=comment.block|\"/* x */\"=string.double|if=keyword"},
+        // An odd run of backslashes escapes the quote; an even run does not;
+        // an escaped quote as the last character of the range still closes.
+        {"'a\\'b' if '\\\\' if", "'a\\'b'=string.single|if=keyword|'\\\\'=string.single|if=keyword"},
+        {"x 'abc\\'", "'abc\\'=string.single"},
+        // Unterminated tokens run to the end of the range.
+        {"if 'open\nreturn", "if=keyword|'open\nreturn=string.single"},
+        {"/* open\nif", "/* open\nif=comment.block"},
+        // Case-insensitive by default.
+        {"IF Return", "IF=keyword|Return=keyword"},
+        // "12ab" matches [0-9]+ only in part; a pattern that does not compile never matches.
+        {"12ab 7 (unclosed", "7=constant.numeric"},
+    };
+    for (const auto &[text, expected] : cases)
+        EXPECT_EQ(colourText(text), expected) << text;
     // The whole range is marked as parsed by this parser.
     for (qsizetype i = 0; i < storage.length(); ++i)
         ASSERT_EQ(storage.attributesAtIndex(i).parser(), parser.get()) << i;
-}
 
-TEST_F(KeywordParserTest, TokensHideWhatIsInsideThem)
-{
-    EXPECT_EQ(colourText(QStringLiteral("'if // no' /* 'return' */ \"/* x */\" if")),
-              QStringLiteral("'if // no'=string.single|/* 'return' */=comment.block|\"/* x */\"=string.double|if=keyword"));
-}
-
-TEST_F(KeywordParserTest, EscapesInStrings)
-{
-    // An odd run of backslashes escapes the quote; an even run does not.
-    EXPECT_EQ(colourText(QStringLiteral("'a\\'b' if '\\\\' if")),
-              QStringLiteral("'a\\'b'=string.single|if=keyword|'\\\\'=string.single|if=keyword"));
-    // An escaped quote as the last character of the range still closes.
-    EXPECT_EQ(colourText(QStringLiteral("x 'abc\\'")), QStringLiteral("'abc\\'=string.single"));
-}
-
-TEST_F(KeywordParserTest, UnterminatedTokensRunToTheEndOfTheRange)
-{
-    EXPECT_EQ(colourText(QStringLiteral("if 'open\nreturn")), QStringLiteral("if=keyword|'open\nreturn=string.single"));
-    EXPECT_EQ(colourText(QStringLiteral("/* open\nif")), QStringLiteral("/* open\nif=comment.block"));
     // Parsing only the first line ends the string at that line's end.
-    storage.setString(QStringLiteral("'open\nreturn"));
+    storage.setString("'open\nreturn");
     MVSyntaxColouring::syntaxHighlight(MVRange{0, 6}, storage, standardAttributes(), parser.get());
-    EXPECT_EQ(tokens(storage), QStringLiteral("'open\n=string.single"));
+    EXPECT_EQ(tokens(storage), "'open\n=string.single");
 }
 
 TEST_F(KeywordParserTest, StringsAndBlockCommentsCarryTheMultiLineMark)
 {
-    colourText(QStringLiteral("'a' // b\n/*c*/ if"));
-    EXPECT_EQ(multiLineMarks(storage), QStringLiteral("mmm......mmmmm..."));
+    colourText("'a' // b\n/*c*/ if");
+    EXPECT_EQ(multiLineMarks(storage), "mmm......mmmmm...");
 }
 
 TEST_F(KeywordParserTest, LineCommentEndsAtTheLineEndOrTheRangeEnd)
 {
-    storage.setString(QStringLiteral("x // comment\r\nif"));
+    storage.setString("x // comment\r\nif");
     colour(storage, parser.get());
     // The CR of CR LF stays inside the comment; the LF does not.
-    EXPECT_EQ(tokens(storage), QStringLiteral("// comment\r=comment.line|if=keyword"));
+    EXPECT_EQ(tokens(storage), "// comment\r=comment.line|if=keyword");
     // A range that ends inside the line (an embedded region) ends the comment.
-    storage.setString(QStringLiteral("x // comment\r\nif"));
+    storage.setString("x // comment\r\nif");
     MVSyntaxColouring::syntaxHighlight(MVRange{0, 6}, storage, standardAttributes(), parser.get());
-    EXPECT_EQ(tokens(storage), QStringLiteral("// c=comment.line"));
+    EXPECT_EQ(tokens(storage), "// c=comment.line");
 }
 
-TEST_F(KeywordParserTest, CaseRules)
+TEST_F(KeywordParserTest, SyntaxVariants)
 {
-    EXPECT_EQ(colourText(QStringLiteral("IF Return")), QStringLiteral("IF=keyword|Return=keyword"));
-    QVariantMap syntax = scriptSyntax();
-    syntax.insert(QStringLiteral("case-sensitive"), true);
-    setSyntax(syntax);
-    EXPECT_EQ(colourText(QStringLiteral("IF if")), QStringLiteral("if=keyword"));
-    EXPECT_TRUE(parser->plistRepresentation().value(QStringLiteral("case-sensitive")).toBool());
-}
-
-TEST_F(KeywordParserTest, PatternsMustCoverTheWholeWord)
-{
-    // "12ab" matches [0-9]+ only in part; a pattern that does not compile never matches.
-    EXPECT_EQ(colourText(QStringLiteral("12ab 7 (unclosed")), QStringLiteral("7=constant.numeric"));
-}
-
-TEST_F(KeywordParserTest, TiesBetweenCandidates)
-{
-    // A comment opener that starts with a keyword character is never found.
-    QVariantMap syntax = scriptSyntax();
-    syntax.insert(QStringLiteral("comments"),
-                  QVariantList{QVariantMap{{QStringLiteral("begin"), QStringLiteral("rem")},
-                                           {QStringLiteral("id"), QStringLiteral("comment")}},
-                               QVariantMap{{QStringLiteral("begin"), QStringLiteral("'--")},
-                                           {QStringLiteral("id"), QStringLiteral("comment")}}});
-    setSyntax(syntax);
-    // "rem" is a word; "'--" loses against the string at the same place.
-    EXPECT_EQ(colourText(QStringLiteral("rem if\n'--' if")), QStringLiteral("if=keyword|'--'=string.single|if=keyword"));
-}
-
-TEST_F(KeywordParserTest, EarliestCommentWinsAndTheFirstInTheListBreaksTies)
-{
-    QVariantMap syntax = scriptSyntax();
-    syntax.insert(QStringLiteral("comments"),
-                  QVariantList{QVariantMap{{QStringLiteral("begin"), QStringLiteral("--")},
-                                           {QStringLiteral("id"), QStringLiteral("comment.line")}},
-                               QVariantMap{{QStringLiteral("begin"), QStringLiteral("<!--")},
-                                           {QStringLiteral("end"), QStringLiteral("-->")},
-                                           {QStringLiteral("id"), QStringLiteral("comment.block")}},
-                               QVariantMap{{QStringLiteral("begin"), QStringLiteral("#")},
-                                           {QStringLiteral("id"), QStringLiteral("comment.doc")}}});
-    setSyntax(syntax);
-    // "<!--" does not lie completely before "--", so the line comment wins;
-    // "#" lies before "--" and wins.
-    EXPECT_EQ(colourText(QStringLiteral("<!-- a --> if\n# x -- y\nif")),
-              QStringLiteral("-- a --> if=comment.line|# x -- y=comment.doc|if=keyword"));
-}
-
-TEST_F(KeywordParserTest, NoQuotesNoKeywordCharacters)
-{
-    QVariantMap syntax = scriptSyntax();
-    syntax.insert(QStringLiteral("quotes"), QVariantMap());
-    syntax.remove(QStringLiteral("keyword-characters"));
-    setSyntax(syntax);
+    struct Case
+    {
+        const char *what;
+        QVariantMap changes;
+        const char *text;
+        const char *expected;
+    };
+    const Case cases[] = {
+        {"case-sensitive", {{"case-sensitive", true}}, "IF if", "if=keyword"},
+        // "rem" is a word, so an opener that starts with a keyword character is
+        // never found; "'--" loses against the string at the same place.
+        {"ties", {{"comments", QVariantList{QVariantMap{{"begin", "rem"}, {"id", "comment"}},
+                                            QVariantMap{{"begin", "'--"}, {"id", "comment"}}}}},
+         "rem if\n'--' if", "if=keyword|'--'=string.single|if=keyword"},
+        // "<!--" does not lie completely before "--", so the line comment wins;
+        // "#" lies before "--" and wins.
+        {"earliest comment",
+         {{"comments", QVariantList{QVariantMap{{"begin", "--"}, {"id", "comment.line"}},
+                                    QVariantMap{{"begin", "<!--"}, {"end", "-->"}, {"id", "comment.block"}},
+                                    QVariantMap{{"begin", "#"}, {"id", "comment.doc"}}}}},
+         "<!-- a --> if\n# x -- y\nif", "-- a --> if=comment.line|# x -- y=comment.doc|if=keyword"},
+        // Without keyword characters no word is found; comments still are.
+        {"no quotes, no keyword characters", {{"quotes", QVariantMap()}, {"keyword-characters", QVariant()}},
+         "if 'x' // c", "// c=comment.line"},
+    };
+    for (const Case &c : cases) {
+        QVariantMap syntax = scriptSyntax();
+        for (auto it = c.changes.cbegin(); it != c.changes.cend(); ++it) {
+            if (it.value().isValid())
+                syntax.insert(it.key(), it.value());
+            else
+                syntax.remove(it.key());
+        }
+        setSyntax(syntax);
+        EXPECT_EQ(colourText(c.text), c.expected) << c.what;
+        // The syntax is written back as it was read.
+        EXPECT_EQ(parser->plistRepresentation().value("case-sensitive").toBool(), c.changes.contains("case-sensitive"));
+    }
     EXPECT_FALSE(parser->usesSingleQuotes());
-    // Without keyword characters no word is found; comments still are.
-    EXPECT_EQ(colourText(QStringLiteral("if 'x' // c")), QStringLiteral("// c=comment.line"));
 }
 
 TEST_F(KeywordParserTest, IdentifiersRoundTrip)
 {
     const QVariantList identifiers = parser->identifiers();
     ASSERT_EQ(identifiers.size(), 4);
-    EXPECT_EQ(identifiers[0].toMap().value(QStringLiteral("title")).toString(), QStringLiteral("constant.language"));
+    EXPECT_EQ(identifiers[0].toMap().value("title").toString(), "constant.language");
     // A word with a non-keyword character becomes a pattern.
     QVariantList edited = identifiers;
-    edited.append(QVariantMap{{QStringLiteral("title"), QStringLiteral("type")},
-                              {QStringLiteral("keywords"), QVariantList{QVariantMap{{QStringLiteral("title"), QStringLiteral("str.*")}},
-                                                                        QVariantMap{{QStringLiteral("title"), QStringLiteral("int")}}}}});
+    edited.append(QVariantMap{
+        {"title", "type"}, {"keywords", QVariantList{QVariantMap{{"title", "str.*"}}, QVariantMap{{"title", "int"}}}}});
     parser->setIdentifiers(edited);
-    EXPECT_EQ(colourText(QStringLiteral("int string if")), QStringLiteral("int=type|string=type|if=keyword"));
+    EXPECT_EQ(colourText("int string if"), "int=type|string=type|if=keyword");
     const QVariantMap plist = parser->plistRepresentation();
-    EXPECT_EQ(plist.value(QStringLiteral("keywords")).toMap().value(QStringLiteral("type")).toStringList(),
-              QStringList{QStringLiteral("int")});
-    EXPECT_EQ(plist.value(QStringLiteral("regex-keywords")).toList().size(), 3);
+    EXPECT_EQ(plist.value("keywords").toMap().value("type").toStringList(), QStringList{"int"});
+    EXPECT_EQ(plist.value("regex-keywords").toList().size(), 3);
 
     // The written form reads back to the same colouring.
     setSyntax(plist);
-    EXPECT_EQ(colourText(QStringLiteral("int string if 'a' /*b*/")),
-              QStringLiteral("int=type|string=type|if=keyword|'a'=string.single|/*b*/=comment.block"));
+    EXPECT_EQ(colourText("int string if 'a' /*b*/"),
+              "int=type|string=type|if=keyword|'a'=string.single|/*b*/=comment.block");
 }
 
 TEST_F(KeywordParserTest, ManyCommentsAndStringsStayLinear)
@@ -198,32 +170,32 @@ TEST_F(KeywordParserTest, ManyCommentsAndStringsStayLinear)
     // within the test's lifetime).
     QString text;
     for (int i = 0; i < 50000; ++i)
-        text += QStringLiteral("if 'a' // c\n");
+        text += "if 'a' // c\n";
     storage.setString(text);
     colour(storage, parser.get());
-    EXPECT_EQ(styleAt(storage, text.size() - 2), QStringLiteral("comment.line"));
-    EXPECT_EQ(styleAt(storage, text.size() - 12), QStringLiteral("keyword"));
+    EXPECT_EQ(styleAt(storage, text.size() - 2), "comment.line");
+    EXPECT_EQ(styleAt(storage, text.size() - 12), "keyword");
 }
 
 TEST_F(KeywordParserTest, LargeBadInputsColourWithoutHanging)
 {
     // An unclosed block comment at the start of a large text is one comment.
-    QString text = QStringLiteral("/* never closed\n");
+    QString text = "/* never closed\n";
     while (text.size() < 4'000'000)
-        text += QStringLiteral("if (a) return 'x'; // c\n");
+        text += "if (a) return 'x'; // c\n";
     storage.setString(text);
     colour(storage, parser.get());
-    EXPECT_EQ(styleAt(storage, text.size() - 1), QStringLiteral("comment.block"));
+    EXPECT_EQ(styleAt(storage, text.size() - 1), "comment.block");
     EXPECT_LE(storage.runCount(), 4);
 
     // One line of 2 M characters of minified script.
     QString line;
     while (line.size() < 2'000'000)
-        line += QStringLiteral("if(a){return\"x\"+b;}var d='y';");
+        line += "if(a){return\"x\"+b;}var d='y';";
     storage.setString(line);
     colour(storage, parser.get());
-    EXPECT_EQ(styleAt(storage, line.size() - 4), QStringLiteral("string.single"));
-    EXPECT_EQ(styleAt(storage, line.size() - 29), QStringLiteral("keyword"));
+    EXPECT_EQ(styleAt(storage, line.size() - 4), "string.single");
+    EXPECT_EQ(styleAt(storage, line.size() - 29), "keyword");
 }
 
 } // namespace

@@ -16,7 +16,7 @@ const QString Shipped = QStringLiteral(MORVEL_SOURCE_DIR "/resources");
 {
     if (problems.isEmpty())
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << problems.join(QLatin1Char('\n')).toStdString();
+    return ::testing::AssertionFailure() << problems.join('\n').toStdString();
 }
 
 bool mentions(const QStringList &problems, const QString &a, const QString &b = QString())
@@ -39,20 +39,20 @@ TEST(MVResourceChecker, ShippedThemesAreReadable)
     QStringList ids;
     for (const auto &theme : themes) {
         ids << theme->identifier();
-        const bool highContrast = theme->identifier().endsWith(QLatin1String(".high-contrast"));
+        const bool highContrast = theme->identifier().endsWith(".high-contrast");
         EXPECT_TRUE(noProblems(MVResourceChecker::checkContrast(*theme, highContrast ? 7.0 : 4.5)));
         // Every style names its colour itself, so that no theme depends on
         // what a parent happens to be.
         for (const QString &style : MVResourceChecker::standardStyleIdentifiers()) {
-            if (!style.contains(QLatin1Char('.'))) {
+            if (!style.contains('.')) {
                 EXPECT_TRUE(theme->containsIdentifier(style)) << style.toStdString();
             }
         }
     }
     ids.sort();
-    EXPECT_EQ(ids, (QStringList{QStringLiteral("com.morvelworks.morvel.themes.dark"),
-                                QStringLiteral("com.morvelworks.morvel.themes.high-contrast"),
-                                QStringLiteral("com.morvelworks.morvel.themes.light")}));
+    EXPECT_EQ(ids,
+              (QStringList{"com.morvelworks.morvel.themes.dark", "com.morvelworks.morvel.themes.high-contrast",
+                           "com.morvelworks.morvel.themes.light"}));
 }
 
 class MVShippedResources : public ResourcesFixture
@@ -71,9 +71,10 @@ TEST_F(MVShippedResources, EveryShippedLanguageIsFoundByItsExtension)
     MVBundleRepository repository;
     EXPECT_TRUE(noProblems(repository.loadProblems()));
     const QList<QPair<const char *, const char *>> expected = {
-        {"index.html", "text.html"}, {"site.css", "text.css"},  {"app.js", "text.js"},       {"index.php", "text.php"},
-        {"tool.pl", "text.perl"},    {"run.py", "text.py"},     {"feed.xml", "text.xml"},    {"data.json", "text.json"},
-        {"schema.sql", "text.sql"},  {"task.rb", "text.ruby"},  {"build.sh", "text.shell"},  {"README.md", "text.markdown"},
+        {"index.html", "text.html"}, {"site.css", "text.css"},   {"app.js", "text.js"},
+        {"index.php", "text.php"},   {"tool.pl", "text.perl"},   {"run.py", "text.py"},
+        {"feed.xml", "text.xml"},    {"data.json", "text.json"}, {"schema.sql", "text.sql"},
+        {"task.rb", "text.ruby"},    {"build.sh", "text.shell"}, {"README.md", "text.markdown"},
         {"notes.txt", "text.html"},
     };
     for (const auto &[file, parser] : expected) {
@@ -94,54 +95,48 @@ TEST_F(MVShippedResources, ChecksFindWhatIsBroken)
 {
     const QString bundles = shippedBundles();
     // Swap in the scratch resources, which this test fills with faults.
-    writeBundle(bundles, QStringLiteral("NoID"), QVariantMap{{QStringLiteral("CFBundleName"), QStringLiteral("No ID")}},
-                QStringLiteral("text.noid"));
-    writeBundle(bundles, QStringLiteral("HTML"), info(QStringLiteral("com.example.html"), QStringLiteral("HTML"), {QStringLiteral("html")}),
-                QStringLiteral("text.html"),
-                {{QStringLiteral("format-type"), QStringLiteral("tag")},
-                 {QStringLiteral("style"), QVariantMap{{QStringLiteral("tags"), QStringLiteral("markup.tag")},
-                                                       {QStringLiteral("quotes"), QStringLiteral("nothing.defines.this")}}},
-                 {QStringLiteral("embedded"), QVariantMap{{QStringLiteral("script"), QStringLiteral("text.missing")}}}});
-    writeBundle(bundles, QStringLiteral("HTML5"), info(QStringLiteral("com.example.html5"), QStringLiteral("HTML 5"), {QStringLiteral("html")}),
-                QStringLiteral("text.html"));
-    writeBundle(bundles, QStringLiteral("JS"), info(QStringLiteral("com.example.js"), QStringLiteral("JS")), QStringLiteral("text.js"),
-                {{QStringLiteral("format-type"), QStringLiteral("keyword")},
-                 {QStringLiteral("regex-keywords"),
-                  QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("keyword")}, {QStringLiteral("keyword"), QStringLiteral("(unclosed")}}}}});
-    writeBundle(bundles, QStringLiteral("NoSyntax"), info(QStringLiteral("com.example.nosyntax"), QStringLiteral("No syntax")));
-    QVariantMap wrongTypes = info(QStringLiteral("com.example.types"), QStringLiteral("Types"));
-    wrongTypes.insert(QStringLiteral("file-types"), QStringLiteral("css"));
-    writeBundle(bundles, QStringLiteral("Types"), wrongTypes, QStringLiteral("text.types"));
+    writeBundle(bundles, "NoID", QVariantMap{{"CFBundleName", "No ID"}}, "text.noid");
+    writeBundle(bundles, "HTML", info("com.example.html", "HTML", {"html"}), "text.html",
+                {{"format-type", "tag"},
+                 {"style", QVariantMap{{"tags", "markup.tag"}, {"quotes", "nothing.defines.this"}}},
+                 {"embedded", QVariantMap{{"script", "text.missing"}}}});
+    writeBundle(bundles, "HTML5", info("com.example.html5", "HTML 5", {"html"}), "text.html");
+    writeBundle(bundles, "JS", info("com.example.js", "JS"), "text.js",
+                {{"format-type", "keyword"},
+                 {"regex-keywords", QVariantList{QVariantMap{{"id", "keyword"}, {"keyword", "(unclosed"}}}}});
+    writeBundle(bundles, "NoSyntax", info("com.example.nosyntax", "No syntax"));
+    QVariantMap wrongTypes = info("com.example.types", "Types");
+    wrongTypes.insert("file-types", "css");
+    writeBundle(bundles, "Types", wrongTypes, "text.types");
 
-    QVariantMap badTheme = theme(QStringLiteral("com.example.bad"), QStringLiteral("Bad"), QStringLiteral("#ffffff"),
-                                 {style(QStringLiteral("markup"), QStringLiteral("#000000"))});
-    QVariantMap globals = badTheme.value(QStringLiteral("global-settings")).toMap();
-    globals.insert(QStringLiteral("foreground"), 12);
-    badTheme.insert(QStringLiteral("global-settings"), globals);
-    ASSERT_TRUE(MVPropertyList::writeFile(badTheme, shippedThemes() + QStringLiteral("/Bad.plist"), MVPropertyList::XMLFormat));
+    QVariantMap badTheme = theme("com.example.bad", "Bad", "#ffffff", {style("markup", "#000000")});
+    QVariantMap globals = badTheme.value("global-settings").toMap();
+    globals.insert("foreground", 12);
+    badTheme.insert("global-settings", globals);
+    ASSERT_TRUE(
+        MVPropertyList::writeFile(badTheme, shippedThemes() + QStringLiteral("/Bad.plist"), MVPropertyList::XMLFormat));
 
     const QStringList problems = MVResourceChecker::checkResources(resources.path());
-    EXPECT_TRUE(mentions(problems, QStringLiteral("NoID.mvbundle"), QStringLiteral("CFBundleIdentifier")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("parser identifier text.html is also claimed")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("extension html is also claimed")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("nothing.defines.this"), QStringLiteral("Bad.plist")));
-    EXPECT_FALSE(mentions(problems, QStringLiteral("style markup.tag is not defined")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("text.missing")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("(unclosed")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("NoSyntax.mvbundle"), QStringLiteral("missing")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("Types.mvbundle"), QStringLiteral("file-types")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("Bad.plist"), QStringLiteral("foreground is not a colour string")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("Bad.plist"), QStringLiteral("the style comment has no colour")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("default identifier")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("text.css")));
-    EXPECT_TRUE(mentions(problems, QStringLiteral("text.perl")));
+    EXPECT_TRUE(mentions(problems, "NoID.mvbundle", "CFBundleIdentifier"));
+    EXPECT_TRUE(mentions(problems, "parser identifier text.html is also claimed"));
+    EXPECT_TRUE(mentions(problems, "extension html is also claimed"));
+    EXPECT_TRUE(mentions(problems, "nothing.defines.this", "Bad.plist"));
+    EXPECT_FALSE(mentions(problems, "style markup.tag is not defined"));
+    EXPECT_TRUE(mentions(problems, "text.missing"));
+    EXPECT_TRUE(mentions(problems, "(unclosed"));
+    EXPECT_TRUE(mentions(problems, "NoSyntax.mvbundle", "missing"));
+    EXPECT_TRUE(mentions(problems, "Types.mvbundle", "file-types"));
+    EXPECT_TRUE(mentions(problems, "Bad.plist", "foreground is not a colour string"));
+    EXPECT_TRUE(mentions(problems, "Bad.plist", "the style comment has no colour"));
+    EXPECT_TRUE(mentions(problems, "default identifier"));
+    EXPECT_TRUE(mentions(problems, "text.css"));
+    EXPECT_TRUE(mentions(problems, "text.perl"));
 
     // A low contrast is found too, against the background and the selection.
-    auto grey = MVTheme::initWithPlist(theme(QStringLiteral("g"), QStringLiteral("Grey"), QStringLiteral("#ffffff"),
-                                             {style(QStringLiteral("comment"), QStringLiteral("#aaaaaa")),
-                                              style(QStringLiteral("string"), QStringLiteral("#595959"))}));
+    auto grey = MVTheme::initWithPlist(
+        theme("g", "Grey", "#ffffff", {style("comment", "#aaaaaa"), style("string", "#595959")}));
     const QStringList contrast = MVResourceChecker::checkContrast(*grey, 4.5);
-    EXPECT_TRUE(mentions(contrast, QStringLiteral("the style comment #aaaaaa on the background")));
-    EXPECT_FALSE(mentions(contrast, QStringLiteral("the style string #595959 on the background")));
-    EXPECT_FALSE(mentions(contrast, QStringLiteral("the text")));
+    EXPECT_TRUE(mentions(contrast, "the style comment #aaaaaa on the background"));
+    EXPECT_FALSE(mentions(contrast, "the style string #595959 on the background"));
+    EXPECT_FALSE(mentions(contrast, "the text"));
 }

@@ -14,13 +14,11 @@ protected:
     IncrementalColouringTest()
     {
         parser = std::make_shared<MVKeywordBasedParser>(
-            nullptr, QVariantMap{{QStringLiteral("keyword-characters"), QStringLiteral("abcdefghijklmnopqrstuvwxyz")},
-                                 {QStringLiteral("keywords"), QVariantMap{{QStringLiteral("keyword"), QStringList{QStringLiteral("if")}}}},
-                                 {QStringLiteral("quotes"), QVariantMap{{QStringLiteral("double"), QStringLiteral("string")}}},
-                                 {QStringLiteral("comments"),
-                                  QVariantList{QVariantMap{{QStringLiteral("begin"), QStringLiteral("/*")},
-                                                           {QStringLiteral("end"), QStringLiteral("*/")},
-                                                           {QStringLiteral("id"), QStringLiteral("comment")}}}}});
+            nullptr,
+            QVariantMap{{"keyword-characters", "abcdefghijklmnopqrstuvwxyz"},
+                        {"keywords", QVariantMap{{"keyword", QStringList{"if"}}}},
+                        {"quotes", QVariantMap{{"double", "string"}}},
+                        {"comments", QVariantList{QVariantMap{{"begin", "/*"}, {"end", "*/"}, {"id", "comment"}}}}});
         parser->setTheme(styleTheme());
     }
     // Replaces range as typing does and re-colours by the incremental rule.
@@ -39,41 +37,41 @@ protected:
 
 TEST_F(IncrementalColouringTest, AnEditReparsesItsOwnLines)
 {
-    storage.setString(QStringLiteral("if\nab\nif"));
+    storage.setString("if\nab\nif");
     colour(storage, parser.get());
     EXPECT_EQ(rangeFor(MVRange{0, 1}), (MVRange{0, 3}));
     EXPECT_EQ(rangeFor(MVRange{4, 0}), (MVRange{3, 3}));
-    edit(MVRange{3, 2}, QStringLiteral("if"));
-    EXPECT_EQ(tokens(storage), QStringLiteral("if=keyword|if=keyword|if=keyword"));
+    edit(MVRange{3, 2}, "if");
+    EXPECT_EQ(tokens(storage), "if=keyword|if=keyword|if=keyword");
 }
 
 TEST_F(IncrementalColouringTest, TokensSpanningLinesAreReparsedFromTheirStart)
 {
-    storage.setString(QStringLiteral("x /* a\nb\nc */ if\nd"));
+    storage.setString("x /* a\nb\nc */ if\nd");
     colour(storage, parser.get());
     // Typing on the third line reaches back to the comment's opener.
     EXPECT_EQ(rangeFor(MVRange{10, 1}), (MVRange{0, 17}));
     // A line after the one where the comment ended is not affected.
     EXPECT_EQ(rangeFor(MVRange{17, 1}), (MVRange{17, 1}));
-    edit(MVRange{9, 0}, QStringLiteral("z"));
-    EXPECT_EQ(tokens(storage), QStringLiteral("/* a\nb\nzc */=comment|if=keyword"));
+    edit(MVRange{9, 0}, "z");
+    EXPECT_EQ(tokens(storage), "/* a\nb\nzc */=comment|if=keyword");
 }
 
 TEST_F(IncrementalColouringTest, ForwardsTheParseStopsAtTheLineOfTheChange)
 {
-    storage.setString(QStringLiteral("a\nif\nif"));
+    storage.setString("a\nif\nif");
     colour(storage, parser.get());
-    edit(MVRange{0, 1}, QStringLiteral("/*"));
+    edit(MVRange{0, 1}, "/*");
     // Only the edited line turns into a comment; the lines below wait.
-    EXPECT_EQ(tokens(storage), QStringLiteral("/*\n=comment|if=keyword|if=keyword"));
+    EXPECT_EQ(tokens(storage), "/*\n=comment|if=keyword|if=keyword");
     // Removing the opener recolours its own line only.
     edit(MVRange{0, 2}, QString());
-    EXPECT_EQ(tokens(storage), QStringLiteral("if=keyword|if=keyword"));
+    EXPECT_EQ(tokens(storage), "if=keyword|if=keyword");
 }
 
 TEST_F(IncrementalColouringTest, ColouringIsNoTextEditAndOffLeavesPlainText)
 {
-    storage.setString(QStringLiteral("if \"x\""));
+    storage.setString("if \"x\"");
     int characterEdits = 0;
     storage.addEditingObserver([&](const MVTextStorage &s) {
         if (s.editedMask() & MVTextStorage::EditedCharacters)
@@ -81,21 +79,21 @@ TEST_F(IncrementalColouringTest, ColouringIsNoTextEditAndOffLeavesPlainText)
     });
     colour(storage, parser.get());
     EXPECT_EQ(characterEdits, 0);
-    EXPECT_EQ(tokens(storage), QStringLiteral("if=keyword|\"x\"=string"));
+    EXPECT_EQ(tokens(storage), "if=keyword|\"x\"=string");
     // Without a parser (highlighting off) the range goes back to plain colours.
     MVSyntaxColouring::syntaxHighlight(MVRange{0, storage.length()}, storage, standardAttributes(), nullptr);
     EXPECT_EQ(tokens(storage), QString());
-    EXPECT_EQ(multiLineMarks(storage), QStringLiteral("......"));
+    EXPECT_EQ(multiLineMarks(storage), "......");
 }
 
 TEST(SignificantRangeTest, WhereTabJumps)
 {
-    const QString text = QStringLiteral("a [*x*] \"\" [*cur] b\n[*cur]");
+    const QString text = "a [*x*] \"\" [*cur] b\n[*cur]";
     EXPECT_EQ(MVParser::nextSignificantRangeInString(text, MVRange{0, 0}), (MVRange{11, 6}));
-    EXPECT_EQ(MVParser::nextSignificantRangeInString(QStringLiteral("a [*x*] \"\" b"), MVRange{0, 0}), (MVRange{9, 0}));
-    EXPECT_EQ(MVParser::nextSignificantRangeInString(QStringLiteral("a [*x*] b"), MVRange{0, 1}), (MVRange{2, 5}));
+    EXPECT_EQ(MVParser::nextSignificantRangeInString("a [*x*] \"\" b", MVRange{0, 0}), (MVRange{9, 0}));
+    EXPECT_EQ(MVParser::nextSignificantRangeInString("a [*x*] b", MVRange{0, 1}), (MVRange{2, 5}));
     // A placeholder without its end on the line is no stop.
-    EXPECT_TRUE(MVParser::nextSignificantRangeInString(QStringLiteral("a [*x\n*]"), MVRange{0, 0}).isNotFound());
+    EXPECT_TRUE(MVParser::nextSignificantRangeInString("a [*x\n*]", MVRange{0, 0}).isNotFound());
 }
 
 } // namespace

@@ -24,48 +24,44 @@ QRgb rgb(const char *color)
 
 TEST(MVTheme, StylesFallBackToTheirParents)
 {
-    const auto theme = MVTheme::initWithPlist(
-        LanguageTest::theme(QStringLiteral("t"), QStringLiteral("T"), QStringLiteral("#ffffff"),
-                            {style(QStringLiteral("comment"), QStringLiteral("#111111")),
-                             style(QStringLiteral("comment.block"), QStringLiteral("#222222")),
-                             style(QStringLiteral("keyword"), QStringLiteral("#333333"))}));
-    EXPECT_EQ(theme->attributesForIdentifier(QStringLiteral("comment.block")).foreground(), rgb("#222222"));
-    EXPECT_EQ(theme->attributesForIdentifier(QStringLiteral("comment.block.js")).foreground(), rgb("#222222"));
-    EXPECT_EQ(theme->attributesForIdentifier(QStringLiteral("comment.line.js")).foreground(), rgb("#111111"));
-    EXPECT_EQ(theme->attributesForIdentifier(QStringLiteral("keyword")).foreground(), rgb("#333333"));
+    const auto theme = MVTheme::initWithPlist(LanguageTest::theme(
+        "t", "T", "#ffffff",
+        {style("comment", "#111111"), style("comment.block", "#222222"), style("keyword", "#333333")}));
+    EXPECT_EQ(theme->attributesForIdentifier("comment.block").foreground(), rgb("#222222"));
+    EXPECT_EQ(theme->attributesForIdentifier("comment.block.js").foreground(), rgb("#222222"));
+    EXPECT_EQ(theme->attributesForIdentifier("comment.line.js").foreground(), rgb("#111111"));
+    EXPECT_EQ(theme->attributesForIdentifier("keyword").foreground(), rgb("#333333"));
     // No parent at all, or no dot: plain text colour (an empty set).
-    EXPECT_TRUE(theme->attributesForIdentifier(QStringLiteral("string.double")).isEmpty());
-    EXPECT_TRUE(theme->attributesForIdentifier(QStringLiteral("keywords")).isEmpty());
+    EXPECT_TRUE(theme->attributesForIdentifier("string.double").isEmpty());
+    EXPECT_TRUE(theme->attributesForIdentifier("keywords").isEmpty());
     EXPECT_TRUE(theme->attributesForIdentifier(QString()).isEmpty());
     // Only exact entries are "contained".
-    EXPECT_TRUE(theme->containsIdentifier(QStringLiteral("comment.block")));
-    EXPECT_FALSE(theme->containsIdentifier(QStringLiteral("comment.line")));
+    EXPECT_TRUE(theme->containsIdentifier("comment.block"));
+    EXPECT_FALSE(theme->containsIdentifier("comment.line"));
 }
 
 TEST(MVTheme, ReadsAndWritesItsPropertyList)
 {
-    QVariantMap plist = theme(QStringLiteral("com.example.t"), QStringLiteral("Example"), QStringLiteral("#fafafa80"),
-                              {style(QStringLiteral("string"), QStringLiteral("#0a6b2e")),
-                               QVariantMap{{QStringLiteral("id"), QStringLiteral("mark")},
-                                           {QStringLiteral("background"), QStringLiteral("#ffff00")}},
+    QVariantMap plist = theme("com.example.t", "Example", "#fafafa80",
+                              {style("string", "#0a6b2e"), QVariantMap{{"id", "mark"}, {"background", "#ffff00"}},
                                // Without any colour an entry is dropped.
-                               QVariantMap{{QStringLiteral("id"), QStringLiteral("empty")}},
+                               QVariantMap{{"id", "empty"}},
                                // A later entry with the same identifier replaces the earlier.
-                               style(QStringLiteral("string"), QStringLiteral("#00aa00"))});
+                               style("string", "#00aa00")});
     const auto theme = MVTheme::initWithPlist(plist);
     EXPECT_FALSE(theme->modified());
-    EXPECT_EQ(theme->identifier(), QStringLiteral("com.example.t"));
-    EXPECT_EQ(theme->title(), QStringLiteral("Example"));
+    EXPECT_EQ(theme->identifier(), "com.example.t");
+    EXPECT_EQ(theme->title(), "Example");
     EXPECT_EQ(theme->backgroundColor(), QColor(0xfa, 0xfa, 0xfa, 0x80));
-    EXPECT_EQ(theme->styleIdentifiers(), (QStringList{QStringLiteral("mark"), QStringLiteral("string")}));
-    EXPECT_EQ(theme->attributesForIdentifier(QStringLiteral("string")).foreground(), rgb("#00aa00"));
-    EXPECT_FALSE(theme->attributesForIdentifier(QStringLiteral("mark")).has(MVAttribute::ForegroundColor));
+    EXPECT_EQ(theme->styleIdentifiers(), (QStringList{"mark", "string"}));
+    EXPECT_EQ(theme->attributesForIdentifier("string").foreground(), rgb("#00aa00"));
+    EXPECT_FALSE(theme->attributesForIdentifier("mark").has(MVAttribute::ForegroundColor));
 
     const QVariantMap written = theme->plistRepresentation();
-    EXPECT_EQ(written.value(QStringLiteral("format-version")).toString(), QStringLiteral("1.0"));
-    const QVariantMap globals = written.value(QStringLiteral("global-settings")).toMap();
-    EXPECT_EQ(globals.value(QStringLiteral("background")).toString(), QStringLiteral("#fafafa80"));
-    EXPECT_EQ(globals.value(QStringLiteral("foreground")).toString(), QStringLiteral("#000000ff"));
+    EXPECT_EQ(written.value("format-version").toString(), "1.0");
+    const QVariantMap globals = written.value("global-settings").toMap();
+    EXPECT_EQ(globals.value("background").toString(), "#fafafa80");
+    EXPECT_EQ(globals.value("foreground").toString(), "#000000ff");
     const auto again = MVTheme::initWithPlist(written);
     EXPECT_EQ(again->plistRepresentation(), written);
     EXPECT_TRUE(again->loadProblems().isEmpty());
@@ -73,25 +69,24 @@ TEST(MVTheme, ReadsAndWritesItsPropertyList)
 
 TEST(MVTheme, WrongValuesAreReportedAndLeftOut)
 {
-    QVariantMap plist = theme(QStringLiteral("bad"), QStringLiteral("Bad"));
-    QVariantMap globals = plist.value(QStringLiteral("global-settings")).toMap();
-    globals.insert(QStringLiteral("background"), 42);
-    globals.insert(QStringLiteral("selection"), QStringLiteral("#12"));
-    plist.insert(QStringLiteral("global-settings"), globals);
-    plist.insert(QStringLiteral("styles"),
-                 QVariantList{QVariantMap{{QStringLiteral("id"), QStringLiteral("k")},
-                                          {QStringLiteral("foreground"), QVariantList{1, 2, 3}}},
-                              QStringLiteral("not a dictionary"), style(QStringLiteral("ok"), QStringLiteral("#010203"))});
+    QVariantMap plist = theme("bad", "Bad");
+    QVariantMap globals = plist.value("global-settings").toMap();
+    globals.insert("background", 42);
+    globals.insert("selection", "#12");
+    plist.insert("global-settings", globals);
+    plist.insert("styles",
+                 QVariantList{QVariantMap{{"id", "k"}, {"foreground", QVariantList{1, 2, 3}}}, "not a dictionary",
+                              style("ok", "#010203")});
     const auto theme = MVTheme::initWithPlist(plist);
     EXPECT_FALSE(theme->backgroundColor().isValid());
     // A short string still gives a colour, with the missing pairs at 255.
     EXPECT_EQ(theme->selectionColor(), QColor(0x12, 0xff, 0xff));
-    EXPECT_EQ(theme->styleIdentifiers(), QStringList{QStringLiteral("ok")});
-    EXPECT_EQ(theme->loadProblems().size(), 5) << theme->loadProblems().join(QLatin1Char('\n')).toStdString();
+    EXPECT_EQ(theme->styleIdentifiers(), QStringList{"ok"});
+    EXPECT_EQ(theme->loadProblems().size(), 5) << theme->loadProblems().join('\n').toStdString();
 
     // A file that is no property list at all still gives a theme of its own.
     MVScratchDir dir;
-    const auto broken = MVTheme::initWithContentsOfFile(dir.write(QStringLiteral("x.plist"), "bplist00\x01\x02"));
+    const auto broken = MVTheme::initWithContentsOfFile(dir.write("x.plist", "bplist00\x01\x02"));
     EXPECT_TRUE(broken->title().isEmpty());
     EXPECT_FALSE(broken->hasIdentifier());
     EXPECT_FALSE(broken->identifier().isEmpty());
@@ -100,29 +95,27 @@ TEST(MVTheme, WrongValuesAreReportedAndLeftOut)
 
 TEST(MVTheme, EditsMarkTheThemeModified)
 {
-    const auto theme = MVTheme::initWithPlist(
-        LanguageTest::theme(QStringLiteral("t"), QStringLiteral("T"), QStringLiteral("#ffffff"),
-                            {style(QStringLiteral("comment"), QStringLiteral("#111111"))}));
-    EXPECT_FALSE(theme->addStyle(QStringLiteral("comment"), foreground("#999999")));
-    EXPECT_FALSE(theme->addStyle(QStringLiteral("new"), MVTextAttributes()));
+    const auto theme = MVTheme::initWithPlist(LanguageTest::theme("t", "T", "#ffffff", {style("comment", "#111111")}));
+    EXPECT_FALSE(theme->addStyle("comment", foreground("#999999")));
+    EXPECT_FALSE(theme->addStyle("new", MVTextAttributes()));
     EXPECT_FALSE(theme->modified());
-    EXPECT_TRUE(theme->addStyle(QStringLiteral("keyword"), foreground("#999999")));
+    EXPECT_TRUE(theme->addStyle("keyword", foreground("#999999")));
     EXPECT_TRUE(theme->modified());
 
     // Renaming takes what the old name resolved to, even from a parent.
-    theme->changeIdentifier(QStringLiteral("comment.doc"), QStringLiteral("doc"));
-    EXPECT_EQ(theme->attributesForIdentifier(QStringLiteral("doc")).foreground(), rgb("#111111"));
-    theme->changeIdentifier(QStringLiteral("comment"), QStringLiteral("remark"));
-    EXPECT_FALSE(theme->containsIdentifier(QStringLiteral("comment")));
-    EXPECT_TRUE(theme->containsIdentifier(QStringLiteral("remark")));
-    theme->changeIdentifier(QStringLiteral("remark"), QString());
-    EXPECT_FALSE(theme->containsIdentifier(QStringLiteral("remark")));
+    theme->changeIdentifier("comment.doc", "doc");
+    EXPECT_EQ(theme->attributesForIdentifier("doc").foreground(), rgb("#111111"));
+    theme->changeIdentifier("comment", "remark");
+    EXPECT_FALSE(theme->containsIdentifier("comment"));
+    EXPECT_TRUE(theme->containsIdentifier("remark"));
+    theme->changeIdentifier("remark", QString());
+    EXPECT_FALSE(theme->containsIdentifier("remark"));
 
-    EXPECT_TRUE(theme->setValueForKey(QStringLiteral("#102030"), QStringLiteral("backgroundColor")));
+    EXPECT_TRUE(theme->setValueForKey("#102030", "backgroundColor"));
     EXPECT_EQ(theme->backgroundColor(), QColor(0x10, 0x20, 0x30));
-    EXPECT_TRUE(theme->setValueForKey(QColor(Qt::red), QStringLiteral("selectionColor")));
-    EXPECT_FALSE(theme->setValueForKey(QStringLiteral("red"), QStringLiteral("textColor")));
-    EXPECT_FALSE(theme->setValueForKey(QStringLiteral("#000000"), QStringLiteral("noSuchColor")));
+    EXPECT_TRUE(theme->setValueForKey(QColor(Qt::red), "selectionColor"));
+    EXPECT_FALSE(theme->setValueForKey("red", "textColor"));
+    EXPECT_FALSE(theme->setValueForKey("#000000", "noSuchColor"));
 
     const auto copy = theme->copy();
     EXPECT_NE(copy->identifier(), theme->identifier());
@@ -131,69 +124,66 @@ TEST(MVTheme, EditsMarkTheThemeModified)
 
     const MVTheme fresh;
     EXPECT_TRUE(fresh.modified());
-    EXPECT_EQ(fresh.title(), QStringLiteral("New Theme"));
-    EXPECT_EQ(fresh.backgroundColor(), QColor(Qt::white));
-    EXPECT_EQ(fresh.insertionPointColor(), fresh.textColor());
+    EXPECT_EQ(fresh.title(), "New Theme");
 }
 
-class MVThemeCommit : public ResourcesFixture
-{
-};
+using MVThemeCommit = ResourcesFixture;
 
 TEST_F(MVThemeCommit, WritesChangedThemesToTheUserFolder)
 {
-    const QString shipped = resources.write(QStringLiteral("Themes/Shipped.plist"), "");
-    ASSERT_TRUE(MVPropertyList::writeFile(theme(QStringLiteral("com.example.shipped"), QStringLiteral("S")), shipped,
-                                          MVPropertyList::XMLFormat));
-    const QByteArray shippedBytes = [&] { QFile f(shipped); f.open(QIODevice::ReadOnly); return f.readAll(); }();
+    const QString shipped = resources.write("Themes/Shipped.plist", "");
+    ASSERT_TRUE(MVPropertyList::writeFile(theme("com.example.shipped", "S"), shipped, MVPropertyList::XMLFormat));
+    const QByteArray shippedBytes = [&] {
+        QFile f(shipped);
+        f.open(QIODevice::ReadOnly);
+        return f.readAll();
+    }();
 
     auto theme = MVTheme::initWithContentsOfFile(shipped);
     EXPECT_TRUE(theme->commit()); // unchanged: nothing written
-    EXPECT_FALSE(QFileInfo::exists(userDirectory(QStringLiteral("Themes"))));
+    EXPECT_FALSE(QFileInfo::exists(userDirectory("Themes")));
 
-    theme->setTitle(QStringLiteral("Changed"));
+    theme->setTitle("Changed");
     ASSERT_TRUE(theme->commit());
     EXPECT_FALSE(theme->modified());
-    const QString user = userDirectory(QStringLiteral("Themes/com.example.shipped.plist"));
+    const QString user = userDirectory("Themes/com.example.shipped.plist");
     EXPECT_EQ(theme->path(), user);
     const auto written = MVPropertyList::readDictionary(user);
     ASSERT_TRUE(written.has_value());
-    EXPECT_EQ(written->value(QStringLiteral("format-title")).toString(), QStringLiteral("Changed"));
+    EXPECT_EQ(written->value("format-title").toString(), "Changed");
     QFile f(shipped);
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_EQ(f.readAll(), shippedBytes);
 
     // A theme whose identifier is no safe file name gets a name of its own,
     // and a theme from the user's folder goes back to its own file.
-    auto odd = MVTheme::initWithPlist(LanguageTest::theme(QStringLiteral("../../escape"), QStringLiteral("Odd")));
-    odd->setTitle(QStringLiteral("Odd 2"));
+    auto odd = MVTheme::initWithPlist(LanguageTest::theme("../../escape", "Odd"));
+    odd->setTitle("Odd 2");
     ASSERT_TRUE(odd->commit());
-    EXPECT_EQ(QFileInfo(odd->path()).dir().absolutePath(), QDir(userDirectory(QStringLiteral("Themes"))).absolutePath());
-    const QString ownFile = userDirectory(QStringLiteral("Themes/nested/mine.plist"));
-    ASSERT_TRUE(MVPropertyList::writeFile(LanguageTest::theme(QStringLiteral("mine"), QStringLiteral("Mine")), ownFile,
-                                          MVPropertyList::XMLFormat));
+    EXPECT_EQ(QFileInfo(odd->path()).dir().absolutePath(), QDir(userDirectory("Themes")).absolutePath());
+    const QString ownFile = userDirectory("Themes/nested/mine.plist");
+    ASSERT_TRUE(MVPropertyList::writeFile(LanguageTest::theme("mine", "Mine"), ownFile, MVPropertyList::XMLFormat));
     auto mine = MVTheme::initWithContentsOfFile(ownFile);
-    mine->setTitle(QStringLiteral("Mine 2"));
+    mine->setTitle("Mine 2");
     ASSERT_TRUE(mine->commit());
-    EXPECT_EQ(MVPropertyList::readDictionary(ownFile)->value(QStringLiteral("format-title")).toString(),
-              QStringLiteral("Mine 2"));
-    EXPECT_FALSE(QFileInfo::exists(userDirectory(QStringLiteral("Themes/mine.plist"))));
+    EXPECT_EQ(MVPropertyList::readDictionary(ownFile)->value("format-title").toString(), "Mine 2");
+    EXPECT_FALSE(QFileInfo::exists(userDirectory("Themes/mine.plist")));
 }
 
 TEST_F(MVThemeCommit, AFailedWriteKeepsTheChange)
 {
     // A file where the folder should be: nothing can be written below it.
     QDir().mkpath(Defaults::tildePath());
-    QFile blocker(userDirectory(QStringLiteral("Themes")));
+    QFile blocker(userDirectory("Themes"));
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     blocker.close();
 
-    auto theme = MVTheme::initWithPlist(LanguageTest::theme(QStringLiteral("t"), QStringLiteral("T")));
-    theme->setTitle(QStringLiteral("Changed"));
+    auto theme = MVTheme::initWithPlist(LanguageTest::theme("t", "T"));
+    theme->setTitle("Changed");
     QString error;
     EXPECT_FALSE(theme->commit(&error));
     EXPECT_FALSE(error.isEmpty());
     EXPECT_TRUE(theme->modified());
-    QFile::remove(userDirectory(QStringLiteral("Themes")));
+    QFile::remove(userDirectory("Themes"));
     EXPECT_TRUE(theme->commit());
 }

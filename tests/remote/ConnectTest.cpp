@@ -19,42 +19,6 @@
 
 namespace {
 
-constexpr int kLoginTimeout = 8000;
-
-// One login on its own connection, with what it heard.
-struct Login
-{
-    std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
-    std::shared_ptr<MVRemoteFilesConnection> connection;
-    std::shared_ptr<MVConnectAction> action;
-
-    Login(int type, const QString &host, int port, const QString &user, const QString &password,
-          const QString &knownHosts = QString())
-    {
-        connection = MVRemoteFilesConnection::initWithType(type);
-        connection->setLogDelegate(delegate);
-        action = MVConnectAction::actionWithConnection(connection, host, port, user, password, {});
-        action->setLoginTimeout(kLoginTimeout);
-        if (!knownHosts.isEmpty())
-            action->setKnownHostsFile(knownHosts);
-    }
-    void start() { action->runWithDelegate(delegate); }
-    std::optional<RecordingDelegate::Finish> finish() { return delegate->next(std::chrono::milliseconds(kLoginTimeout + 5000)); }
-    // Runs one command; its result and status.
-    std::optional<RecordingDelegate::Finish> run(const QString &command)
-    {
-        const auto action = MVCommandAction::actionWithConnection(connection, command, false);
-        action->runWithDelegate(delegate);
-        return delegate->next();
-    }
-    void end()
-    {
-        connection->close();
-        connection->kill();
-        connection->waitUntilExit();
-    }
-};
-
 // Nothing of a login may stay behind: no child, no descriptor, no thread.
 class ConnectTest : public testing::Test
 {

@@ -1,5 +1,9 @@
 #include "remote/RemoteTestSupport.h"
 
+#include "remote/MVRemoteFilesConnection.h"
+#include "remote/actions/MVCommandAction.h"
+#include "remote/actions/MVConnectAction.h"
+
 #include <QDir>
 #include <QFile>
 
@@ -162,4 +166,37 @@ QByteArray ProcessCensus::descendantsCommandLinesAndEnvironments()
         }
     }
     return text;
+}
+
+Login::Login(int type, const QString &host, int port, const QString &user, const QString &password, const QString &knownHosts)
+{
+    connection = MVRemoteFilesConnection::initWithType(type);
+    connection->setLogDelegate(delegate);
+    action = MVConnectAction::actionWithConnection(connection, host, port, user, password, {});
+    action->setLoginTimeout(kLoginTimeout);
+    if (!knownHosts.isEmpty())
+        action->setKnownHostsFile(knownHosts);
+}
+
+void Login::start()
+{
+    action->runWithDelegate(delegate);
+}
+
+std::optional<RecordingDelegate::Finish> Login::run(const QString &command)
+{
+    return run(MVCommandAction::actionWithConnection(connection, command, false));
+}
+
+std::optional<RecordingDelegate::Finish> Login::run(const std::shared_ptr<MVRemoteFileAction> &other)
+{
+    other->runWithDelegate(delegate);
+    return delegate->next();
+}
+
+void Login::end()
+{
+    connection->close();
+    connection->kill();
+    connection->waitUntilExit();
 }

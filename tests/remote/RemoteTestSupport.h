@@ -3,12 +3,14 @@
 #include "remote/MVInteractiveTaskDelegate.h"
 #include "remote/MVRemoteLogDelegate.h"
 #include "remote/actions/MVRemoteFileActionDelegate.h"
+#include "remote/actions/MVRemoteFileAction.h"
 
 #include "support/QtPrinters.h"
 
 #include <QStringList>
 
 #include <chrono>
+#include <memory>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -51,6 +53,29 @@ private:
     QString _log;
     QStringList _fingerprints;
     QByteArray _descendants;
+};
+
+class MVConnectAction;
+class MVRemoteFilesConnection;
+
+constexpr int kLoginTimeout = 8000;
+
+// One login on its own connection, with what it heard.
+struct Login
+{
+    std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+    std::shared_ptr<MVRemoteFilesConnection> connection;
+    std::shared_ptr<MVConnectAction> action;
+
+    Login(int type, const QString &host, int port, const QString &user, const QString &password,
+          const QString &knownHosts = QString());
+    void start();
+    std::optional<RecordingDelegate::Finish> finish() { return delegate->next(std::chrono::milliseconds(kLoginTimeout + 5000)); }
+    // Runs one command; its result and status.
+    std::optional<RecordingDelegate::Finish> run(const QString &command);
+    // Runs an action with this login's delegate; its result and status.
+    std::optional<RecordingDelegate::Finish> run(const std::shared_ptr<MVRemoteFileAction> &action);
+    void end();
 };
 
 // What the process holds, to see that nothing is left behind.

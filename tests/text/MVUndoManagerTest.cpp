@@ -71,7 +71,7 @@ TEST(MVUndoManager, UndoAndRedoEveryKindOfStepWithNames)
     EXPECT_FALSE(doc.undo.canRedo());
 }
 
-TEST(MVUndoManager, NestedGroupsMakeOneStepAndEmptyGroupsNone)
+TEST(MVUndoManager, NestedGroupsMakeOneStepAndEmptyGroupsOrDisabledRegistrationNone)
 {
     Document doc;
     doc.undo.beginUndoGrouping();
@@ -86,6 +86,11 @@ TEST(MVUndoManager, NestedGroupsMakeOneStepAndEmptyGroupsNone)
     EXPECT_EQ(doc.undo.undoActionName(), QStringLiteral("Inner"));
     doc.undo.undo();
     EXPECT_EQ(doc.text, QString());
+    EXPECT_FALSE(doc.undo.canUndo());
+
+    doc.undo.disableUndoRegistration();
+    doc.edit(QStringLiteral("a"), QStringLiteral("Typing"));
+    doc.undo.enableUndoRegistration();
     EXPECT_FALSE(doc.undo.canUndo());
 }
 
@@ -106,15 +111,6 @@ TEST(MVUndoManager, StepsOutsideGroupsAreGroupedByEventLoopTurn)
     doc.setText(QStringLiteral("q"));
     doc.undo.undo();
     EXPECT_EQ(doc.text, QString());
-}
-
-TEST(MVUndoManager, DisabledRegistrationRecordsNothing)
-{
-    Document doc;
-    doc.undo.disableUndoRegistration();
-    doc.edit(QStringLiteral("a"), QStringLiteral("Typing"));
-    doc.undo.enableUndoRegistration();
-    EXPECT_FALSE(doc.undo.canUndo());
 }
 
 TEST(MVUndoManager, RevisionFollowsTheUndoPositionWithNeutralStepsIgnored)

@@ -2,27 +2,6 @@
 
 #include "remote/MVRemoteFilesConnection.h"
 
-#include <QRegularExpression>
-
-namespace {
-
-// cadaver reports a failed command in words, often with no status number:
-// "Listing collection `/dav/': could not connect to server.",
-// "Could not create collection: ...", "... failed:".
-bool davLinesIndicateError(const QStringList &lines)
-{
-    static const QRegularExpression failure(
-        QStringLiteral("^Could not |: could not |failed[.:]?$|^Connection to .* closed|^Not connected"),
-        QRegularExpression::CaseInsensitiveOption);
-    for (const QString &line : lines) {
-        if (failure.match(line.trimmed()).hasMatch())
-            return true;
-    }
-    return false;
-}
-
-} // namespace
-
 std::shared_ptr<MVCommandAction> MVCommandAction::actionWithConnection(const std::shared_ptr<MVRemoteFilesConnection> &connection,
                                                                        const QString &command, bool isFatal)
 {

@@ -84,6 +84,21 @@ bool MVRemoteFileAction::linesIndicateError(const QStringList &lines, const QStr
     return false;
 }
 
+// cadaver reports a failed command in words, often with no status number:
+// "Listing collection `/dav/': could not connect to server.",
+// "Could not create collection: ...", "... failed:".
+bool MVRemoteFileAction::davLinesIndicateError(const QStringList &lines)
+{
+    static const QRegularExpression failure(
+        QStringLiteral("^Could not |: could not |failed[.:]?$|^Connection to .* closed|^Not connected"),
+        QRegularExpression::CaseInsensitiveOption);
+    for (const QString &line : lines) {
+        if (failure.match(line.trimmed()).hasMatch())
+            return true;
+    }
+    return false;
+}
+
 void MVRemoteFileAction::setFinishSelector(Selector selector, const std::shared_ptr<void> &delegate)
 {
     _finishSelector = std::move(selector);

@@ -32,6 +32,9 @@ public:
     // Whether sftp reported a failure. Lines that are the echo of the
     // command are not judged, so a name such as "not found.html" is no failure.
     static bool linesIndicateError(const QStringList &lines, const QString &command = QString());
+    // Whether the WebDAV client reported a failure in words (it often prints
+    // no status number for one).
+    static bool davLinesIndicateError(const QStringList &lines);
 
     const Selector &startSelector() const { return _startSelector; }
     void setStartSelector(Selector selector) { _startSelector = std::move(selector); }
