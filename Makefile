@@ -26,7 +26,7 @@ test: build
 # Benchmarks have a build of their own (Release) and never run with the tests.
 BENCH_BUILD ?= build-bench
 BENCH_JOBS ?= 2
-BENCH_TARGETS = morvel_highlight bench_keystrokes bench_open bench_search bench_language bench_remote bench_index
+BENCH_TARGETS = morvel_highlight bench_keystrokes bench_typing bench_open bench_search bench_language bench_remote bench_index
 bench: deps
 	cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DMORVEL_BUILD_TESTS=OFF
 	cmake --build $(BENCH_BUILD) -j $(BENCH_JOBS) --target $(BENCH_TARGETS)

@@ -100,6 +100,7 @@ const QList<QPair<QString, QVariant>> &Defaults::registeredDefaults()
         {"MVCodeIndexingEnabled", true},
         {"MVCodeFoldingEnabled", true},
         {"MVDoubleClickToOpenFiles", false},
+        {"MVRenamePairedTags", true},
     };
     return table;
 }

@@ -4,6 +4,8 @@
 #include "files/GeneralUtility.h"
 #include "language/MVSyntaxHighlightingTextView.h"
 
+#include <QTimer>
+
 #include <memory>
 #include <optional>
 
@@ -17,6 +19,13 @@ public:
     // A load or save problem. A critical one is shown as an alert, any other
     // as a warning in the status bar.
     virtual void htmlViewHadError(HTMLView *view, const MVError &error, bool critical) = 0;
+    // Esc switched the typing automation off for the next change, or the
+    // change ended that.
+    virtual void htmlViewIsEscaped(HTMLView *view, bool escaped)
+    {
+        Q_UNUSED(view);
+        Q_UNUSED(escaped);
+    }
 };
 
 // The editing view of every text file, coloured by the language of its path.
@@ -88,7 +97,69 @@ public:
     // the preferences.
     void updateAttributes();
 
+    // ---- typing ----------------------------------------------------------
+    // The delegate hook runs the automation of single typed characters: ">"
+    // completes the tag before it, "</" closes the open tag (with
+    // MVAutoCompleteOnType), "}" lines up with its "{" on a blank line, and
+    // a closing bracket flashes its opener. After the change a typed
+    // character with an entity becomes the entity, and an edit of a tag's
+    // name renames its partner. Undo and redo pass untouched.
+    bool textViewShouldChangeTextInRange(MVTextView *view, MVRange range, const QString &replacement) override;
+    void textDidChange(MVTextView *view) override;
+    bool textViewDoCommandBySelector(MVTextView *view, const QString &command) override;
+
+    // Esc: the next change goes in exactly as typed.
+    bool isEscaped() const { return _escaped; }
+
+    // Closes the nearest open tag before the selection (the Edit menu's
+    // Close Tag, and "</" typed): a bounded walk back, a beep if none.
+    void closeTag();
+    // The name of the tag open on the line before location, if any; with
+    // autoComplete, nothing when location is inside quotes.
+    QString openTagBefore(qsizetype location, bool autoComplete);
+    // Property and value of the CSS declaration being typed before location
+    // ("notfound" for what cannot be told).
+    QStringList openCSSParamBefore(qsizetype location);
+    bool isXHTML();
+    // The indentation of the first line of range, tabs as tabSpaces().
+    QString tabSpacesForRange(MVRange range);
+    QString tabIndex() { return tabSpacesForRange(selectedRange()); }
+    // One indent unit: a tab, or MVTabSizeKey spaces with MVTabsAreSpaces.
+    static QString tabSpaces();
+    // The opening bracket before location matching a close there (a bounded
+    // walk); notFound range if none.
+    MVRange matchingBracketBefore(qsizetype location, QChar open, QChar close);
+    MVRange matchingBracketAfter(qsizetype location, QChar open, QChar close);
+    // Shows range for a moment (a background mark, never the selection).
+    void tempHighlightRange(MVRange range);
+    // The line break the view inserts.
+    QString lineBreak() const;
+
+    // The code completion hooks: empty until completion exists.
+    void showCodeCompletionOptional(bool optional) { Q_UNUSED(optional); }
+    bool doCompletions() { return false; }
+
 private:
+    struct PendingRename
+    {
+        MVRange partner;   // the partner's name before the change
+        QString newName;
+        qsizetype changeAt = 0;
+        qsizetype delta = 0;
+    };
+
+    bool _inTagParser() const;
+    bool _autoComplete(QString tag);
+    bool _useWhitespaceFromLineWithRange(MVRange bracket, qsizetype location);
+    void _insertPlain(const QString &text);
+    void _beep();
+    void _insertNewline();
+    void _insertTab();
+    bool _undoing() const;
+    std::optional<PendingRename> _renameFor(MVRange range, const QString &replacement);
+    void _replacePartner(MVRange range, const QString &name);
+    void _endHighlight();
+
     bool _loadLargeUTF8(const QByteArray &data, const QString &path, MVStringEncoding storedEncoding);
     bool _applyDecoded(const std::optional<QString> &string, const MVError &decodeError, const QString &actionName,
                        MVError *error, bool fromFile);
@@ -98,6 +169,13 @@ private:
     MVStringEncoding _encoding = 0;
     FileEncodings::ByteOrderMark _byteOrderMark = FileEncodings::ByteOrderMark::None;
     int _lineBreak = 0;
+
+    bool _escaped = false;
+    bool _ignore = false;
+    MVRange _typedRange;
+    std::optional<PendingRename> _pendingRename;
+    QTimer _highlightTimer;
+    MVRange _highlighted{MVNotFound, 0};
     bool _keepBreaksAsGiven = false;
     MVObservation _editorPrefsChange;
 };

@@ -5,6 +5,7 @@
 #include "app/MVDocumentController.h"
 #include "documents/MVFileDocument.h"
 #include "editing/HTMLView.h"
+#include "platform/MVUserDefaults.h"
 #include "shell/MVDocumentWindow.h"
 #include "shell/MVEncodingMenu.h"
 #include "shell/MVShell.h"
@@ -212,6 +213,22 @@ void MVMainMenu::install(QMainWindow *window, MVShell *shell, MVDocument *docume
     MVFindWindow::sharedWindow().addActionsToMenu(find, [window]() -> MVTextView * {
         auto *documentWindow = dynamic_cast<MVDocumentWindow *>(window);
         return documentWindow ? documentWindow->currentTextView() : nullptr;
+    });
+
+    // Typing: the nearest open tag closed on request, and whether an edit of
+    // a tag's name renames its partner.
+    edit->addSeparator();
+    edit->addAction(QObject::tr("C&lose Tag"), [window] {
+        auto *documentWindow = dynamic_cast<MVDocumentWindow *>(window);
+        if (auto *view = qobject_cast<HTMLView *>(documentWindow ? documentWindow->currentTextView() : nullptr))
+            view->closeTag();
+    });
+    QAction *renamePaired = edit->addAction(QObject::tr("&Rename Paired Tags"), [](bool on) {
+        MVUserDefaults::standard().setBool(QStringLiteral("MVRenamePairedTags"), on);
+    });
+    renamePaired->setCheckable(true);
+    QObject::connect(edit, &QMenu::aboutToShow, renamePaired, [renamePaired] {
+        renamePaired->setChecked(MVUserDefaults::standard().boolForKey(QStringLiteral("MVRenamePairedTags")));
     });
 
     QMenu *windows = bar->addMenu(QObject::tr("&Window"));

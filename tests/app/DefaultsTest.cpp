@@ -35,7 +35,7 @@ TEST(Defaults, FirstLaunchRegistersEveryKeyAndLaterLaunchesChangeNothing)
 {
     MVUserDefaults &store = MVUserDefaults::standard();
     Defaults::resetDefaults(true);
-    ASSERT_EQ(Defaults::registeredDefaults().size(), 36);
+    ASSERT_EQ(Defaults::registeredDefaults().size(), 37);
     for (const auto &[key, value] : Defaults::registeredDefaults())
         EXPECT_TRUE(store.hasValue(key)) << key.toStdString();
 
@@ -64,7 +64,7 @@ TEST(Defaults, FirstLaunchRegistersEveryKeyAndLaterLaunchesChangeNothing)
     // The store on disk is a binary property list holding all keys.
     auto onDisk = MVPropertyList::readDictionary(MVUserDefaults::standardPath());
     ASSERT_TRUE(onDisk);
-    EXPECT_GE(onDisk->size(), 36);
+    EXPECT_GE(onDisk->size(), 37);
 }
 
 TEST(Defaults, ReadersTreatWrongTypesAsMissing)
