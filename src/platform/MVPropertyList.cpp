@@ -59,9 +59,11 @@ std::optional<QVariant> toVariant(plist_t node, int depth)
         return QVariant(v);
     }
     case PLIST_STRING: {
-        char *raw = nullptr;
-        plist_get_string_val(node, &raw);
-        return QVariant(takeString(raw));
+        // By pointer and length: the copying accessor asserts that the text
+        // holds no NUL byte, so a hostile file would end the process.
+        uint64_t length = 0;
+        const char *text = plist_get_string_ptr(node, &length);
+        return QVariant(text ? QString::fromUtf8(text, static_cast<qsizetype>(length)) : QString());
     }
     case PLIST_KEY: {
         char *raw = nullptr;
