@@ -7,7 +7,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-bool FreePorts::isFree(quint16 port)
+namespace {
+
+// Binds or connects a fresh TCP socket to 127.0.0.1:port; true if it could.
+template <typename Call>
+bool tryLoopback(quint16 port, Call call)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -16,9 +20,21 @@ bool FreePorts::isFree(quint16 port)
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool bound = ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    const bool done = call(fd, reinterpret_cast<sockaddr *>(&address), socklen_t(sizeof address)) == 0;
     ::close(fd);
-    return bound;
+    return done;
+}
+
+} // namespace
+
+bool FreePorts::isFree(quint16 port)
+{
+    return tryLoopback(port, ::bind);
+}
+
+bool FreePorts::acceptsConnections(quint16 port)
+{
+    return tryLoopback(port, ::connect);
 }
 
 quint16 FreePorts::pick(int count, quint16 low, quint16 high)

@@ -13,4 +13,6 @@ namespace FreePorts {
 quint16 pick(int count, quint16 low, quint16 high);
 // Whether 127.0.0.1 can bind the port right now.
 bool isFree(quint16 port);
+// Whether something on 127.0.0.1 accepts a connection on the port.
+bool acceptsConnections(quint16 port);
 }

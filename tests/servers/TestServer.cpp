@@ -56,20 +56,6 @@ QSet<QByteArray> listeningInodes(quint16 port)
     return inodes;
 }
 
-bool acceptsConnections(quint16 port)
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return false;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool connected = ::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    ::close(fd);
-    return connected;
-}
-
 QString lastLines(const QByteArray &text, int count)
 {
     QList<QByteArray> lines = text.trimmed().split('\n');
@@ -112,7 +98,7 @@ QString TestServer::start()
         waited.start();
         bool up = false;
         while (!exited() && waited.elapsed() < startDeadlineMs) {
-            if ((up = listening() && acceptsConnections(port)))
+            if ((up = listening() && FreePorts::acceptsConnections(port)))
                 break;
             QThread::msleep(5);
         }
