@@ -58,21 +58,7 @@ bool MVInteractiveTask::writeCommand(const QString &command)
 {
     if (!MVTerminalText::refusalForCommand(command).isEmpty())
         return false;
-    std::lock_guard lock(_queueLock);
-    _commandQueue.append(command);
-    if (_commandQueue.size() == 1) {
-        _headWritten = true;
-        return _reallyWriteCommand(command);
-    }
-    return true;
-}
-
-bool MVInteractiveTask::_reallyWriteCommand(const QString &command)
-{
-    const int master = _masterFD;
-    if (master < 0)
-        return false;
-    return MVPseudoTerminal::writeAll(master, command.toUtf8() + '\n');
+    return _commands.append(command);
 }
 
 void MVInteractiveTask::cancel()
@@ -97,22 +83,19 @@ void MVInteractiveTask::_run()
     int master = -1;
     pid_t pid = 0;
     QString error;
-    // The queue lock keeps a command from being written before the master is known.
-    {
-        std::lock_guard lock(_queueLock);
-        if (!MVPseudoTerminal::spawn(_executablePath, _arguments, MVPseudoTerminal::environmentWith(variables),
-                                     _workingDirectory, &master, &pid, &error)) {
-            MVLog::line(error);
-        } else {
+    // A command queued before the child existed goes out once it does.
+    const bool spawned = _commands.attach(
+        [&] {
+            if (!MVPseudoTerminal::spawn(_executablePath, _arguments, MVPseudoTerminal::environmentWith(variables),
+                                         _workingDirectory, &master, &pid, &error))
+                return false;
             _masterFD = master;
             _pid = pid;
-            // A command queued before the child existed goes out now.
-            if (!_commandQueue.isEmpty()) {
-                _headWritten = true;
-                _reallyWriteCommand(_commandQueue.first());
-            }
-        }
-    }
+            return true;
+        },
+        true);
+    if (!spawned)
+        MVLog::line(error);
     if (master < 0) {
         if (_reportsSilentExit)
             childDidExitWithStatus(0, 1);
@@ -203,11 +186,7 @@ void MVInteractiveTask::_finishedCommand(bool hadError)
 {
     // Only a command written before this output ends with it; one written
     // while the client was idle (its first prompt) still waits for its answer.
-    bool headWasWritten;
-    {
-        std::lock_guard lock(_queueLock);
-        headWasWritten = _headWritten;
-    }
+    const bool headWasWritten = _commands.headWritten();
     std::shared_ptr<MVInteractiveTaskDelegate> delegate;
     {
         std::lock_guard lock(_delegateLock);
@@ -216,13 +195,5 @@ void MVInteractiveTask::_finishedCommand(bool hadError)
     if (delegate)
         delegate->taskFinishedCommandWithOutput(this, _output.lines(), hadError);
     _output.clearLines();
-    std::lock_guard lock(_queueLock);
-    if (!_commandQueue.isEmpty() && headWasWritten) {
-        _commandQueue.removeFirst();
-        _headWritten = false;
-    }
-    if (!_commandQueue.isEmpty() && !_headWritten) {
-        _headWritten = true;
-        _reallyWriteCommand(_commandQueue.first());
-    }
+    _commands.finishHead(headWasWritten);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "remote/MVCommandQueue.h"
 #include "remote/MVTerminalOutput.h"
 
 #include <QMap>
@@ -73,7 +74,6 @@ private:
     void _run();
     void _mainLoop();
     void _processBuffer(QByteArrayView chunk);
-    bool _reallyWriteCommand(const QString &command);
 
     std::atomic<int> _masterFD{-1};
     std::atomic<int> _pid{0};
@@ -84,9 +84,7 @@ private:
     QMap<QString, QString> _environment;
     bool _reportsSilentExit = false;
     MVTerminalOutput _output;
-    std::mutex _queueLock;
-    QStringList _commandQueue;
-    bool _headWritten = false; // the head of _commandQueue has gone to the client
+    MVCommandQueue _commands{_masterFD};
     std::mutex _delegateLock;
     std::weak_ptr<MVInteractiveTaskDelegate> _delegate;
     std::thread _thread;

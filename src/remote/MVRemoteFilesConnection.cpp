@@ -169,21 +169,7 @@ bool MVRemoteFilesConnection::writeCommand(const QString &command)
         return false;
     if (!MVTerminalText::refusalForCommand(command).isEmpty())
         return false;
-    std::lock_guard lock(_queueLock);
-    _commandQueue.append(command);
-    if (_commandQueue.size() == 1) {
-        _headWritten = true;
-        return _reallyWriteCommand(command);
-    }
-    return true;
-}
-
-bool MVRemoteFilesConnection::_reallyWriteCommand(const QString &command)
-{
-    const int master = _masterFD;
-    if (master < 0)
-        return false;
-    return MVPseudoTerminal::writeAll(master, command.toUtf8() + '\n');
+    return _commands.append(command);
 }
 
 void MVRemoteFilesConnection::close()
@@ -233,14 +219,16 @@ void MVRemoteFilesConnection::_run(QStringList arguments)
     int master = -1;
     pid_t pid = 0;
     QString error;
-    {
-        std::lock_guard lock(_queueLock);
-        if (MVPseudoTerminal::spawn(_executablePath, arguments, MVPseudoTerminal::environmentWith(variables), QString(),
-                                    &master, &pid, &error)) {
+    _commands.attach(
+        [&] {
+            if (!MVPseudoTerminal::spawn(_executablePath, arguments, MVPseudoTerminal::environmentWith(variables),
+                                         QString(), &master, &pid, &error))
+                return false;
             _masterFD = master;
             _pid = pid;
-        }
-    }
+            return true;
+        },
+        false);
     if (master < 0) {
         // No terminal or no process: told to the action as a client that
         // ended at once, with the reason as its output.
@@ -416,21 +404,9 @@ void MVRemoteFilesConnection::_finishedCommand()
 {
     // Only a command written before this output ends with it; one written
     // while the client was idle (its first prompt) still waits for its answer.
-    bool headWasWritten;
-    {
-        std::lock_guard lock(_queueLock);
-        headWasWritten = _headWritten;
-    }
+    const bool headWasWritten = _commands.headWritten();
     if (const auto delegate = _currentDelegate())
         delegate->connectionFinishedCommandWithOutput(this, _output.lines());
     _output.clearLines();
-    std::lock_guard lock(_queueLock);
-    if (!_commandQueue.isEmpty() && headWasWritten) {
-        _commandQueue.removeFirst();
-        _headWritten = false;
-    }
-    if (!_commandQueue.isEmpty() && !_headWritten) {
-        _headWritten = true;
-        _reallyWriteCommand(_commandQueue.first());
-    }
+    _commands.finishHead(headWasWritten);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "remote/MVCommandQueue.h"
 #include "remote/MVTerminalOutput.h"
 #include "remote/MVTerminalText.h"
 
@@ -77,7 +78,6 @@ private:
     void _processBuffer(QByteArrayView chunk);
     bool _answerHostKeyQuestion();
     void _finishedCommand();
-    bool _reallyWriteCommand(const QString &command);
     void _log(const QString &text, bool flush);
     std::shared_ptr<MVRemoteFilesConnectionDelegate> _currentDelegate();
     int _pollTimeout() const;
@@ -89,9 +89,7 @@ private:
     const int _type;
     MVTerminalOutput _output;
     MVTerminalDecoder _logDecoder;
-    std::mutex _queueLock;
-    QStringList _commandQueue;
-    bool _headWritten = false; // the head of _commandQueue has gone to the client
+    MVCommandQueue _commands{_masterFD};
     std::atomic<bool> _hasTimedOut{false};
     QByteArray _prompt;
     QString _executablePath;
