@@ -24,11 +24,14 @@ QStringList snapshot(const QString &root)
         const QString path = it.next();
         if (path.contains(QStringLiteral("/runtime")))
             continue; // sockets and other session files
-        if (path.contains(QStringLiteral("/index.db-")))
-            continue; // the code index's journals change whenever it opens
+        if (path.contains(QStringLiteral("/index.db")))
+            continue; // the code index fills in the background, across launches
+        // Files by size and time; folders by name only, since the index's
+        // journals come and go beside it.
         const QFileInfo info(path);
-        entries << QStringLiteral("%1 %2 %3").arg(path.mid(root.size())).arg(info.isDir() ? 0 : info.size())
-                       .arg(info.lastModified().toMSecsSinceEpoch());
+        entries << (info.isDir() ? path.mid(root.size())
+                                 : QStringLiteral("%1 %2 %3").arg(path.mid(root.size())).arg(info.size())
+                                       .arg(info.lastModified().toMSecsSinceEpoch()));
     }
     entries.sort();
     return entries;
